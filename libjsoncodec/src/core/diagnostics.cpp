@@ -1,0 +1,104 @@
+// The diagnostic line: path, status fragment, detail.
+#include "diagnostics.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "jsoncodec.h"
+
+namespace jsoncodec {
+
+namespace {
+
+// The fixed fragment written after the path for each known status; NULL for
+// a code the library never produces.
+const char *status_fragment(int32_t code) {
+    switch (static_cast<uint32_t>(code)) {
+        case RMQC_OK: return "";
+        case RMQC_ERR_BAD_ARGS: return ": Internal Error: Bad Arguments. ";
+        case RMQC_ERR_DECODE: return ": JSON decode error. ";
+        case RMQC_ERR_ENCODE: return ": JSON encode error. ";
+        case RMQC_ERR_NOMEM: return ": Out of memory when trying to convert C structure to JSON. ";
+        case RMQC_ERR_OTHER: return ": ";
+        default: return nullptr;
+    }
+}
+
+// Prints one node of the path as its index says; returns the full length.
+int print_node(char *buf, uint64_t room, const path_node *node) {
+    const char *name = node->name != nullptr ? node->name : "";
+    switch (node->index) {
+        case PATH_ROOT: return bounded_format(buf, room, "<%s>", name);
+        case PATH_ARRAY: return bounded_format(buf, room, ".%s[]", name);
+        case PATH_FIELD: return bounded_format(buf, room, ".%s", name);
+        default: return bounded_format(buf, room, ".%s[%u]", name, static_cast<unsigned>(node->index));
+    }
+}
+
+}  // namespace
+
+int bounded_vformat(char *buf, uint64_t size, const char *format, va_list args) {
+    char scratch[1];
+    if (size == 0) {
+        buf = scratch;
+        size = 1;
+    }
+    int needed = std::vsnprintf(buf, size, format, args);
+    if (needed >= 0 && static_cast<uint64_t>(needed) >= size) buf[size - 1] = '\0';
+    return needed;
+}
+
+int bounded_format(char *buf, uint64_t size, const char *format, ...) {
+    va_list args;
+    va_start(args, format);
+    int needed = bounded_vformat(buf, size, format, args);
+    va_end(args);
+    return needed;
+}
+
+uint64_t format_path(char *buf, uint64_t size, path_node *path, int32_t index, const char *name) {
+    if (size == 0) return 0;
+    path_node *leaf = path;
+    if (name != nullptr) {
+        leaf = path->child;
+        leaf->name = name;
+        leaf->index = index;
+    }
+    leaf->child = nullptr;  // deeper nodes of calls that have returned are not part of the path
+
+    path_node *root = leaf;
+    while (root->parent != nullptr) root = root->parent;
+
+    buf[0] = '\0';
+    uint64_t written = 0;
+    for (path_node *node = root; node != nullptr && written < size; node = node->child) {
+        uint64_t room = size - written;
+        int length = print_node(buf + written, room, node);
+        if (length > 0) written += static_cast<uint64_t>(length) < room ? static_cast<uint64_t>(length) : room;
+        if (node == leaf) break;
+    }
+    return written;
+}
+
+int32_t report_error(const char *detail, int32_t code, char *errbuf, uint64_t errlen, path_node *path, int32_t index,
+                     const char *name) {
+    if (errlen == 0) return code;
+    uint64_t used = format_path(errbuf, errlen, path, index, name);
+    if (used + 1 >= errlen) return code;  // the path alone fills the buffer
+    uint64_t room = errlen - used - 1;
+    char *end = errbuf + used;
+
+    const char *fragment = status_fragment(code);
+    uint64_t fragment_length;
+    if (fragment != nullptr) {
+        std::strncat(end, fragment, room);
+        fragment_length = std::strlen(end);
+    } else {
+        int needed = bounded_format(end, room + 1, ": Unknown rmqc library error %d. ", code);
+        fragment_length = needed < 0 ? 0 : (static_cast<uint64_t>(needed) < room ? static_cast<uint64_t>(needed) : room);
+    }
+    if (detail != nullptr) std::strncat(end + fragment_length, detail, room - fragment_length);
+    return code;
+}
+
+}  // namespace jsoncodec

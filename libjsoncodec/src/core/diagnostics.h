@@ -1,0 +1,52 @@
+// Diagnostic line and its path.
+//
+// A fault is reported once, where it is found, as one line written into the
+// caller's buffer: the path of the faulty place, the fragment of the status
+// code and a detail text. The path is a chain of `path_node`s that live in
+// the frames of the routines walking the document; nothing is allocated and
+// no text is made until a fault is reported.
+#pragma once
+
+#include <cstdarg>
+#include <cstdint>
+
+namespace jsoncodec {
+
+inline constexpr int32_t PATH_ROOT = -3;   // printed "<name>"
+inline constexpr int32_t PATH_ARRAY = -2;  // printed ".name[]"
+inline constexpr int32_t PATH_FIELD = -1;  // printed ".name"; 0 and up: ".name[i]"
+
+struct path_node {
+    path_node *child;   // next deeper node, NULL at the leaf
+    path_node *parent;  // enclosing node, NULL at the root
+    const char *name;   // root type name or JSON property name (not owned)
+    int32_t index;      // PATH_ROOT, PATH_ARRAY, PATH_FIELD or an element index
+};
+
+// A root node, as the exports and the union trials set one up.
+inline path_node root_node(const char *type_name) {
+    return path_node{nullptr, nullptr, type_name, PATH_ROOT};
+}
+
+// Links a routine's own node under its caller's node `parent`.
+inline path_node enter_node(path_node *parent) {
+    return path_node{nullptr, parent, nullptr, PATH_FIELD};
+}
+
+// Formats like vsnprintf into `buf` of `size` bytes, always NUL-terminating
+// when size > 0, and returns the full length the text needs (negative on a
+// formatting error). With size 0 nothing is written to `buf`.
+int bounded_format(char *buf, uint64_t size, const char *format, ...) __attribute__((format(printf, 3, 4)));
+int bounded_vformat(char *buf, uint64_t size, const char *format, va_list args);
+
+// Writes the path text into `buf`. With `name` NULL the leaf is `path`;
+// otherwise the leaf is `path->child`, renamed to `name`/`index`. Returns
+// the characters counted, which equals `size` when the text was cut.
+uint64_t format_path(char *buf, uint64_t size, path_node *path, int32_t index, const char *name);
+
+// Writes "<path><fragment of code><detail>" into errbuf (cut to errlen - 1
+// characters; nothing when errlen is 0) and returns `code` unchanged.
+int32_t report_error(const char *detail, int32_t code, char *errbuf, uint64_t errlen, path_node *path,
+                     int32_t index, const char *name);
+
+}  // namespace jsoncodec

@@ -1,0 +1,43 @@
+// The common frame of the exported conversions. Each root record type's
+// exports are thin calls of these, declared beside the type's table with
+// JSONCODEC_ROOT_EXPORTS.
+#pragma once
+
+#include <cstdint>
+
+#include "codec.h"
+
+namespace jsoncodec {
+
+// rmqc_json_to_<T>: `out` is the caller's `T **` (may be NULL).
+int32_t json_to_frame(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen);
+
+// rmqc_json_from_<T>; `null_output_message` is the export's own text for a
+// NULL `out_json`.
+int32_t json_from_frame(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
+                        int32_t pretty, const char *null_output_message);
+
+// rmqc_free_<T>: release and free; NULL does nothing.
+void free_frame(const TypeDesc &type, void *record);
+
+// rmqc_destroy_<T>: release and zero-fill; NULL does nothing.
+void destroy_frame(const TypeDesc &type, void *record);
+
+}  // namespace jsoncodec
+
+// The three conversion exports of root type T, described by the table
+// `desc`. Must be expanded at global scope.
+#define JSONCODEC_ROOT_EXPORTS(T, desc)                                                                   \
+    extern "C" int32_t rmqc_json_to_##T(T **out, const char *json, char *errbuf, uint64_t errlen) {       \
+        return ::jsoncodec::json_to_frame(desc, out, json, errbuf, errlen);                               \
+    }                                                                                                     \
+    extern "C" int32_t rmqc_json_from_##T(const T *src, char **out_json, char *errbuf, uint64_t errlen,   \
+                                          int32_t pretty) {                                               \
+        return ::jsoncodec::json_from_frame(desc, src, out_json, errbuf, errlen, pretty,                  \
+                                            "Output parameter to rmqc_json_from_" #T " was NULL");        \
+    }                                                                                                     \
+    extern "C" void rmqc_free_##T(T *p) { ::jsoncodec::free_frame(desc, p); }
+
+// The exported release routine of type T.
+#define JSONCODEC_DESTROY_EXPORT(T, desc) \
+    extern "C" void rmqc_destroy_##T(T *p) { ::jsoncodec::destroy_frame(desc, p); }
