@@ -89,8 +89,8 @@ typedef struct rule {
  *   On success *out owns the tree (release it with rmqc_free_<T>).
  *   On a schema fault *out is set to NULL; when the text does not parse
  *   (or repeats a key) *out is left as it was.
- *   errbuf/errlen: the caller's diagnostic buffer; errlen 0 means no text
- *   is wanted (errbuf may then be NULL). The line is always NUL-terminated
+ *   errbuf/errlen: the caller's diagnostic buffer; errlen 0 (or errbuf
+ *   NULL) means no text is wanted. The line is always NUL-terminated
  *   and cut to errlen - 1 characters; on success errbuf holds "".
  *
  * rmqc_json_from_<T>(src, out_json, errbuf, errlen, pretty)

@@ -11,6 +11,7 @@ namespace jsoncodec {
 int32_t json_to_frame(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen) {
     path_node root = root_node(type.name);
     uint32_t match_count = 0;
+    if (errbuf == nullptr) errlen = 0;  // no buffer, no text
     if (errlen != 0) errbuf[0] = '\0';
     if (out == nullptr)
         return report_error("Output parameter cannot be NULL", RMQC_ERR_BAD_ARGS, errbuf, errlen, &root, 0, nullptr);
@@ -40,6 +41,7 @@ int32_t json_to_frame(const TypeDesc &type, void *out, const char *json, char *e
 int32_t json_from_frame(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
                         int32_t pretty, const char *null_output_message) {
     path_node root = root_node(type.name);
+    if (errbuf == nullptr) errlen = 0;
     if (errlen != 0) errbuf[0] = '\0';
     if (out_json == nullptr)
         return report_error(null_output_message, RMQC_ERR_BAD_ARGS, errbuf, errlen, &root, 0, nullptr);

@@ -120,7 +120,7 @@ consteval TypeDesc type_desc(const char *name, std::size_t size, uint32_t next_o
 // The union property u of wrapper W: storage `u`, tag `u_type`.
 #define JC_UNION(W, u, members)                                                                              \
     JSONCODEC_FIELD(W, u, Union, REQUIRED, decltype(W::u),                                                   \
-                    ::jsoncodec::table::offset_of<uint8_t, decltype(W::u##_type)>(offsetof(W, u##_type)),    \
+                    (::jsoncodec::table::offset_of<uint8_t, decltype(W::u##_type)>(offsetof(W, u##_type))),  \
                     nullptr, nullptr, &(members))
 // One member of union u of wrapper W: the storage member named A holds a record A.
 #define JC_UNION_MEMBER(W, u, A, desc) \
