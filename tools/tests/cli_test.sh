@@ -1,0 +1,221 @@
+#!/bin/sh
+# Tests of the jsoncodec command-line tool: exit statuses, the diagnostic
+# line, pretty and compact output, round trips and the ways input arrives.
+#
+# usage: cli_test.sh TOOL EXAMPLES_DIR
+set -u
+
+if [ $# -ne 2 ]; then
+    echo "usage: $0 TOOL EXAMPLES_DIR" >&2
+    exit 2
+fi
+tool=$1
+examples=$2
+
+work=$(mktemp -d "${TMPDIR:-/tmp}/jsoncodec-cli.XXXXXX") || exit 2
+trap 'rm -rf "$work"' EXIT INT TERM
+
+passed=0
+failed=0
+input=/dev/null
+
+ok() {
+    passed=$((passed + 1))
+    echo "ok: $1"
+}
+
+not_ok() {
+    failed=$((failed + 1))
+    echo "FAIL: $1"
+}
+
+# run STATUS ARG... - runs the tool with standard input from $input and
+# keeps its output in $work/out and $work/err; true when it exits STATUS.
+run() {
+    expected=$1
+    shift
+    "$tool" "$@" <"$input" >"$work/out" 2>"$work/err"
+    status=$?
+    if [ "$status" -ne "$expected" ]; then
+        echo "  exit status $status, expected $expected"
+        sed 's/^/  stderr: /' "$work/err"
+        return 1
+    fi
+}
+
+empty() {
+    if [ -s "$work/$1" ]; then
+        echo "  $1 is not empty:"
+        sed 's/^/  | /' "$work/$1"
+        return 1
+    fi
+}
+
+# is FILE TEXT - FILE holds exactly TEXT and a newline.
+is() {
+    printf '%s\n' "$2" >"$work/expected"
+    if ! cmp -s "$work/expected" "$work/$1"; then
+        echo "  $1 differs from the expected text:"
+        echo "  expected: $2"
+        sed 's/^/  actual:   /' "$work/$1"
+        return 1
+    fi
+}
+
+contains() {
+    if ! grep -q -F -e "$2" "$work/$1"; then
+        echo "  $1 lacks \"$2\":"
+        sed 's/^/  | /' "$work/$1"
+        return 1
+    fi
+}
+
+same() {
+    if ! cmp -s "$1" "$2"; then
+        echo "  $1 and $2 differ:"
+        diff "$1" "$2" | head -n 20 | sed 's/^/  /'
+        return 1
+    fi
+}
+
+# --- check -------------------------------------------------------------
+
+if run 0 check --type rule "$examples/rule.json" && empty out && empty err; then
+    ok "check accepts the valid rule silently"
+else not_ok "check accepts the valid rule silently"; fi
+
+if run 0 check --type=item_definition "$examples/item_definition.json" && empty out && empty err; then
+    ok "check accepts a single item with --type=T"
+else not_ok "check accepts a single item with --type=T"; fi
+
+if run 1 check --type rule "$examples/rule-faulty.json" && empty out &&
+    is err "<rule>.ruleItem_Definitions[1].item_definitionType: JSON decode error. Expected a string as specified in schema."; then
+    ok "check prints the faulty rule's diagnostic line"
+else not_ok "check prints the faulty rule's diagnostic line"; fi
+
+# The type chosen decides the schema: an item has no ruleName.
+if run 1 check --type rule "$examples/item_definition.json" &&
+    is err "<rule>.ruleName: JSON decode error. Required property 'ruleName' is missing which violates the schema."; then
+    ok "check decodes with the schema of the chosen type"
+else not_ok "check decodes with the schema of the chosen type"; fi
+
+# A parse failure's line already ends in a newline; it must not gain a second.
+printf '{"ruleName":"a","ruleName":"b"}' >"$work/duplicate.json"
+if run 1 check --type rule "$work/duplicate.json" &&
+    contains err "<rule>: JSON decode error. JSON parsing error: " &&
+    [ "$(wc -l <"$work/err")" -eq 1 ]; then
+    ok "a repeated key is a one-line parse failure"
+else not_ok "a repeated key is a one-line parse failure"; fi
+
+: >"$work/empty.json"
+if run 1 check --type rule "$work/empty.json" && contains err "<rule>: JSON decode error. JSON parsing error: "; then
+    ok "empty input is a parse failure"
+else not_ok "empty input is a parse failure"; fi
+
+# --- usage and input failures --------------------------------------------
+
+usage_ok=1
+for args in "" "verify --type rule" "check" "check --type" "check --type nosuchtype" \
+    "check --type rule --type rule" "check --type rule a.json b.json" \
+    "check --type rule --compact" "format --type rule --pretty"; do
+    # shellcheck disable=SC2086 # the words are the arguments
+    if ! run 2 $args || ! empty out || ! contains err "usage: jsoncodec"; then
+        echo "  arguments: $args"
+        usage_ok=0
+    fi
+done
+if [ $usage_ok -eq 1 ]; then
+    ok "bad usage prints the usage text on stderr and exits 2"
+else not_ok "bad usage prints the usage text on stderr and exits 2"; fi
+
+if run 0 --help && empty err && contains out "usage: jsoncodec" && contains out "item_definition" &&
+    run 0 format --type rule --help && contains out "usage: jsoncodec"; then
+    ok "--help prints the usage text on stdout"
+else not_ok "--help prints the usage text on stdout"; fi
+
+if run 2 check --type rule "$work/missing.json" && empty out &&
+    is err "jsoncodec: cannot open '$work/missing.json': No such file or directory"; then
+    ok "a missing file is named with the system error"
+else not_ok "a missing file is named with the system error"; fi
+
+if run 2 format --type rule "$work" && empty out && contains err "'$work'" && contains err "Is a directory"; then
+    ok "a directory cannot be read"
+else not_ok "a directory cannot be read"; fi
+
+# --- format --------------------------------------------------------------
+
+if run 0 format --type rule "$examples/rule.json" && empty err && cp "$work/out" "$work/pretty1.json" &&
+    run 0 format --type rule "$work/pretty1.json" && same "$work/pretty1.json" "$work/out"; then
+    ok "format of the formatted rule is identical"
+else not_ok "format of the formatted rule is identical"; fi
+
+if sed -n 2p "$work/pretty1.json" | grep -q '^    "ruleName": "' &&
+    sed -n 7p "$work/pretty1.json" | grep -q '^            "item_definitionOperator": "' &&
+    [ "$(tail -c 2 "$work/pretty1.json")" = "}" ]; then
+    ok "pretty output is indented by four blanks and ends in a newline"
+else
+    sed 's/^/  | /' "$work/pretty1.json"
+    not_ok "pretty output is indented by four blanks and ends in a newline"
+fi
+
+# The examples are kept in the tool's own pretty layout.
+if same "$examples/rule.json" "$work/pretty1.json" &&
+    run 0 format --type item_definition "$examples/item_definition.json" &&
+    same "$examples/item_definition.json" "$work/out"; then
+    ok "format reproduces the examples byte for byte"
+else not_ok "format reproduces the examples byte for byte"; fi
+
+printf '%s\n' '{ "ruleName" : "r", "ruleItem_Definitions" : [ { } , {"item_definitionValue": "a, b: c"} ] }' \
+    >"$work/loose.json"
+if run 0 format --type rule --compact "$work/loose.json" &&
+    is out '{"ruleName":"r","ruleItem_Definitions":[{},{"item_definitionValue":"a, b: c"}]}'; then
+    ok "--compact writes no blanks after separators"
+else not_ok "--compact writes no blanks after separators"; fi
+
+if run 0 format --compact --type rule "$examples/rule.json" && cp "$work/out" "$work/compact1.json" &&
+    [ "$(wc -l <"$work/compact1.json")" -eq 1 ] &&
+    run 0 format --type rule --compact "$work/pretty1.json" && same "$work/compact1.json" "$work/out" &&
+    run 0 format --type rule "$work/compact1.json" && same "$work/pretty1.json" "$work/out"; then
+    ok "pretty and compact forms convert into each other"
+else not_ok "pretty and compact forms convert into each other"; fi
+
+if run 1 format --type rule "$examples/rule-faulty.json" && empty out &&
+    contains err "<rule>.ruleItem_Definitions[1].item_definitionType: "; then
+    ok "format of a faulty rule writes nothing to stdout"
+else not_ok "format of a faulty rule writes nothing to stdout"; fi
+
+# --- standard input --------------------------------------------------------
+
+input=$examples/rule.json
+if run 0 format --type rule && same "$work/pretty1.json" "$work/out" &&
+    run 0 format --type rule - && same "$work/pretty1.json" "$work/out" &&
+    run 0 check --type rule -- - && empty err; then
+    ok "standard input is read without FILE and with -"
+else not_ok "standard input is read without FILE and with -"; fi
+
+input=$examples/rule-faulty.json
+if run 1 check --type rule && contains err "<rule>.ruleItem_Definitions[1].item_definitionType: "; then
+    ok "a faulty document on standard input is refused"
+else not_ok "a faulty document on standard input is refused"; fi
+
+# Larger than any first read buffer: 20000 items, about 600 KB on one line.
+awk 'BEGIN {
+    printf "{\"ruleName\":\"big\",\"ruleItem_Definitions\":["
+    for (i = 0; i < 20000; i++) printf "%s{\"item_definitionValue\":\"value-%d\"}", (i ? "," : ""), i
+    printf "]}\n"
+}' >"$work/big.json"
+input=$work/big.json
+if run 0 format --type rule --compact && same "$work/big.json" "$work/out"; then
+    ok "a large document arrives whole through standard input"
+else not_ok "a large document arrives whole through standard input"; fi
+
+# A NUL byte ends the text as the library sees it.
+printf '{"ruleName":"r"}\000{not json' >"$work/nul.json"
+input=$work/nul.json
+if run 0 format --type rule --compact && is out '{"ruleName":"r"}'; then
+    ok "a NUL byte ends the input text"
+else not_ok "a NUL byte ends the input text"; fi
+input=/dev/null
+
+echo "$passed passed, $failed failed"
+[ "$failed" -eq 0 ]
