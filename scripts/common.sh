@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# Shared helpers of the project's scripts; they source it. Sourcing it moves
+# to the repository root, so the scripts work from any directory.
+set -euo pipefail
+
+repo_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$repo_root" || exit 1
+
+# What building and testing need: compilers, cmake, jansson, GoogleTest,
+# and nm for inspecting the exported symbols.
+# shellcheck disable=SC2034 # used by the scripts that source this file
+JSONCODEC_PACKAGES=(libjansson-dev pkg-config cmake g++ make libgtest-dev binutils)
+
+# install_missing PACKAGE... - installs with apt-get only the Debian packages
+# that are not installed yet; does nothing (and needs no privileges) when
+# all of them are present.
+install_missing() {
+    local pkg missing=()
+    for pkg in "$@"; do
+        if [[ "$(dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null || true)" != "install ok installed" ]]; then
+            missing+=("$pkg")
+        fi
+    done
+    if ((${#missing[@]} == 0)); then
+        return 0
+    fi
+
+    local -a as_root=()
+    if ((EUID != 0)); then
+        if command -v sudo >/dev/null 2>&1; then
+            as_root=(sudo)
+        else
+            echo "error: missing packages ${missing[*]}, and neither root nor sudo is available to install them" >&2
+            return 1
+        fi
+    fi
+    echo "Installing missing packages: ${missing[*]}"
+    "${as_root[@]}" apt-get update
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y --no-install-recommends "${missing[@]}"
+}
+
+# heading TEXT - a visible section title in the scripts' output.
+heading() {
+    printf '\n== %s ==\n' "$*"
+}
