@@ -19,14 +19,15 @@ passed=0
 failed=0
 input=/dev/null
 
-ok() {
-    passed=$((passed + 1))
-    echo "ok: $1"
-}
-
-not_ok() {
-    failed=$((failed + 1))
-    echo "FAIL: $1"
+# verdict STATUS NAME - counts the case NAME as passed when STATUS is 0.
+verdict() {
+    if [ "$1" -eq 0 ]; then
+        passed=$((passed + 1))
+        echo "ok: $2"
+    else
+        failed=$((failed + 1))
+        echo "FAIL: $2"
+    fi
 }
 
 # run STATUS ARG... - runs the tool with standard input from $input and
@@ -80,37 +81,31 @@ same() {
 
 # --- check -------------------------------------------------------------
 
-if run 0 check --type rule "$examples/rule.json" && empty out && empty err; then
-    ok "check accepts the valid rule silently"
-else not_ok "check accepts the valid rule silently"; fi
+run 0 check --type rule "$examples/rule.json" && empty out && empty err
+verdict $? "check accepts the valid rule silently"
 
-if run 0 check --type=item_definition "$examples/item_definition.json" && empty out && empty err; then
-    ok "check accepts a single item with --type=T"
-else not_ok "check accepts a single item with --type=T"; fi
+run 0 check --type=item_definition "$examples/item_definition.json" && empty out && empty err
+verdict $? "check accepts a single item with --type=T"
 
-if run 1 check --type rule "$examples/rule-faulty.json" && empty out &&
-    is err "<rule>.ruleItem_Definitions[1].item_definitionType: JSON decode error. Expected a string as specified in schema."; then
-    ok "check prints the faulty rule's diagnostic line"
-else not_ok "check prints the faulty rule's diagnostic line"; fi
+run 1 check --type rule "$examples/rule-faulty.json" && empty out &&
+    is err "<rule>.ruleItem_Definitions[1].item_definitionType: JSON decode error. Expected a string as specified in schema."
+verdict $? "check prints the faulty rule's diagnostic line"
 
 # The type chosen decides the schema: an item has no ruleName.
-if run 1 check --type rule "$examples/item_definition.json" &&
-    is err "<rule>.ruleName: JSON decode error. Required property 'ruleName' is missing which violates the schema."; then
-    ok "check decodes with the schema of the chosen type"
-else not_ok "check decodes with the schema of the chosen type"; fi
+run 1 check --type rule "$examples/item_definition.json" &&
+    is err "<rule>.ruleName: JSON decode error. Required property 'ruleName' is missing which violates the schema."
+verdict $? "check decodes with the schema of the chosen type"
 
 # A parse failure's line already ends in a newline; it must not gain a second.
 printf '{"ruleName":"a","ruleName":"b"}' >"$work/duplicate.json"
-if run 1 check --type rule "$work/duplicate.json" &&
+run 1 check --type rule "$work/duplicate.json" &&
     contains err "<rule>: JSON decode error. JSON parsing error: " &&
-    [ "$(wc -l <"$work/err")" -eq 1 ]; then
-    ok "a repeated key is a one-line parse failure"
-else not_ok "a repeated key is a one-line parse failure"; fi
+    [ "$(wc -l <"$work/err")" -eq 1 ]
+verdict $? "a repeated key is a one-line parse failure"
 
 : >"$work/empty.json"
-if run 1 check --type rule "$work/empty.json" && contains err "<rule>: JSON decode error. JSON parsing error: "; then
-    ok "empty input is a parse failure"
-else not_ok "empty input is a parse failure"; fi
+run 1 check --type rule "$work/empty.json" && contains err "<rule>: JSON decode error. JSON parsing error: "
+verdict $? "empty input is a parse failure"
 
 # --- usage and input failures --------------------------------------------
 
@@ -124,79 +119,68 @@ for args in "" "verify --type rule" "check" "check --type" "check --type nosucht
         usage_ok=0
     fi
 done
-if [ $usage_ok -eq 1 ]; then
-    ok "bad usage prints the usage text on stderr and exits 2"
-else not_ok "bad usage prints the usage text on stderr and exits 2"; fi
+[ $usage_ok -eq 1 ]
+verdict $? "bad usage prints the usage text on stderr and exits 2"
 
-if run 0 --help && empty err && contains out "usage: jsoncodec" && contains out "item_definition" &&
-    run 0 format --type rule --help && contains out "usage: jsoncodec"; then
-    ok "--help prints the usage text on stdout"
-else not_ok "--help prints the usage text on stdout"; fi
+run 0 --help && empty err && contains out "usage: jsoncodec" && contains out "item_definition" &&
+    run 0 format --type rule --help && contains out "usage: jsoncodec"
+verdict $? "--help prints the usage text on stdout"
 
-if run 2 check --type rule "$work/missing.json" && empty out &&
-    is err "jsoncodec: cannot open '$work/missing.json': No such file or directory"; then
-    ok "a missing file is named with the system error"
-else not_ok "a missing file is named with the system error"; fi
+run 2 check --type rule "$work/missing.json" && empty out &&
+    is err "jsoncodec: cannot open '$work/missing.json': No such file or directory"
+verdict $? "a missing file is named with the system error"
 
-if run 2 format --type rule "$work" && empty out && contains err "'$work'" && contains err "Is a directory"; then
-    ok "a directory cannot be read"
-else not_ok "a directory cannot be read"; fi
+run 2 format --type rule "$work" && empty out && contains err "'$work'" && contains err "Is a directory"
+verdict $? "a directory cannot be read"
 
 # --- format --------------------------------------------------------------
 
-if run 0 format --type rule "$examples/rule.json" && empty err && cp "$work/out" "$work/pretty1.json" &&
-    run 0 format --type rule "$work/pretty1.json" && same "$work/pretty1.json" "$work/out"; then
-    ok "format of the formatted rule is identical"
-else not_ok "format of the formatted rule is identical"; fi
+run 0 format --type rule "$examples/rule.json" && empty err && cp "$work/out" "$work/pretty1.json" &&
+    run 0 format --type rule "$work/pretty1.json" && same "$work/pretty1.json" "$work/out"
+verdict $? "format of the formatted rule is identical"
 
 if sed -n 2p "$work/pretty1.json" | grep -q '^    "ruleName": "' &&
     sed -n 7p "$work/pretty1.json" | grep -q '^            "item_definitionOperator": "' &&
     [ "$(tail -c 2 "$work/pretty1.json")" = "}" ]; then
-    ok "pretty output is indented by four blanks and ends in a newline"
+    verdict 0 "pretty output is indented by four blanks and ends in a newline"
 else
     sed 's/^/  | /' "$work/pretty1.json"
-    not_ok "pretty output is indented by four blanks and ends in a newline"
+    verdict 1 "pretty output is indented by four blanks and ends in a newline"
 fi
 
 # The examples are kept in the tool's own pretty layout.
-if same "$examples/rule.json" "$work/pretty1.json" &&
+same "$examples/rule.json" "$work/pretty1.json" &&
     run 0 format --type item_definition "$examples/item_definition.json" &&
-    same "$examples/item_definition.json" "$work/out"; then
-    ok "format reproduces the examples byte for byte"
-else not_ok "format reproduces the examples byte for byte"; fi
+    same "$examples/item_definition.json" "$work/out"
+verdict $? "format reproduces the examples byte for byte"
 
 printf '%s\n' '{ "ruleName" : "r", "ruleItem_Definitions" : [ { } , {"item_definitionValue": "a, b: c"} ] }' \
     >"$work/loose.json"
-if run 0 format --type rule --compact "$work/loose.json" &&
-    is out '{"ruleName":"r","ruleItem_Definitions":[{},{"item_definitionValue":"a, b: c"}]}'; then
-    ok "--compact writes no blanks after separators"
-else not_ok "--compact writes no blanks after separators"; fi
+run 0 format --type rule --compact "$work/loose.json" &&
+    is out '{"ruleName":"r","ruleItem_Definitions":[{},{"item_definitionValue":"a, b: c"}]}'
+verdict $? "--compact writes no blanks after separators"
 
-if run 0 format --compact --type rule "$examples/rule.json" && cp "$work/out" "$work/compact1.json" &&
+run 0 format --compact --type rule "$examples/rule.json" && cp "$work/out" "$work/compact1.json" &&
     [ "$(wc -l <"$work/compact1.json")" -eq 1 ] &&
     run 0 format --type rule --compact "$work/pretty1.json" && same "$work/compact1.json" "$work/out" &&
-    run 0 format --type rule "$work/compact1.json" && same "$work/pretty1.json" "$work/out"; then
-    ok "pretty and compact forms convert into each other"
-else not_ok "pretty and compact forms convert into each other"; fi
+    run 0 format --type rule "$work/compact1.json" && same "$work/pretty1.json" "$work/out"
+verdict $? "pretty and compact forms convert into each other"
 
-if run 1 format --type rule "$examples/rule-faulty.json" && empty out &&
-    contains err "<rule>.ruleItem_Definitions[1].item_definitionType: "; then
-    ok "format of a faulty rule writes nothing to stdout"
-else not_ok "format of a faulty rule writes nothing to stdout"; fi
+run 1 format --type rule "$examples/rule-faulty.json" && empty out &&
+    contains err "<rule>.ruleItem_Definitions[1].item_definitionType: "
+verdict $? "format of a faulty rule writes nothing to stdout"
 
 # --- standard input --------------------------------------------------------
 
 input=$examples/rule.json
-if run 0 format --type rule && same "$work/pretty1.json" "$work/out" &&
+run 0 format --type rule && same "$work/pretty1.json" "$work/out" &&
     run 0 format --type rule - && same "$work/pretty1.json" "$work/out" &&
-    run 0 check --type rule -- - && empty err; then
-    ok "standard input is read without FILE and with -"
-else not_ok "standard input is read without FILE and with -"; fi
+    run 0 check --type rule -- - && empty err
+verdict $? "standard input is read without FILE and with -"
 
 input=$examples/rule-faulty.json
-if run 1 check --type rule && contains err "<rule>.ruleItem_Definitions[1].item_definitionType: "; then
-    ok "a faulty document on standard input is refused"
-else not_ok "a faulty document on standard input is refused"; fi
+run 1 check --type rule && contains err "<rule>.ruleItem_Definitions[1].item_definitionType: "
+verdict $? "a faulty document on standard input is refused"
 
 # Larger than any first read buffer: 20000 items, about 600 KB on one line.
 awk 'BEGIN {
@@ -205,16 +189,14 @@ awk 'BEGIN {
     printf "]}\n"
 }' >"$work/big.json"
 input=$work/big.json
-if run 0 format --type rule --compact && same "$work/big.json" "$work/out"; then
-    ok "a large document arrives whole through standard input"
-else not_ok "a large document arrives whole through standard input"; fi
+run 0 format --type rule --compact && same "$work/big.json" "$work/out"
+verdict $? "a large document arrives whole through standard input"
 
 # A NUL byte ends the text as the library sees it.
 printf '{"ruleName":"r"}\000{not json' >"$work/nul.json"
 input=$work/nul.json
-if run 0 format --type rule --compact && is out '{"ruleName":"r"}'; then
-    ok "a NUL byte ends the input text"
-else not_ok "a NUL byte ends the input text"; fi
+run 0 format --type rule --compact && is out '{"ruleName":"r"}'
+verdict $? "a NUL byte ends the input text"
 input=/dev/null
 
 echo "$passed passed, $failed failed"

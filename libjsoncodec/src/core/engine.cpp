@@ -263,6 +263,19 @@ int32_t attach(json_t *object, const FieldDesc &field, json_t *value, const Type
                   type.name);
 }
 
+// Appends `item` (consumed) to the array under construction; on failure
+// releases the array and reports the fault at element `index`.
+int32_t append_item(json_t *array, json_t *item, const FieldDesc &field, int32_t index, Sink sink, path_node *path) {
+    const char *fault = nullptr;
+    if (item == nullptr)
+        fault = text::item_failed;
+    else if (json_array_append_new(array, item) != 0)
+        fault = text::item_append;
+    if (fault == nullptr) return RMQC_OK;
+    json_decref(array);
+    return report_fixed(RMQC_ERR_ENCODE, sink, path, index, field.name, fault);
+}
+
 int32_t encode_array(const FieldDesc &field, const void *record, json_t **out, Sink sink, path_node *path) {
     json_t *array = json_array();
     if (array == nullptr) return report(RMQC_ERR_ENCODE, sink, path, PATH_ARRAY, field.name, text::array_create, field.name);
@@ -280,14 +293,7 @@ int32_t encode_array(const FieldDesc &field, const void *record, json_t **out, S
         if (block != nullptr)
             item = field.kind == Kind::IntegerArray ? json_integer(static_cast<const int64_t *>(block)[i])
                                                     : string_to_json(static_cast<char *const *>(block)[i]);
-        if (item == nullptr) {
-            json_decref(array);
-            return report_fixed(RMQC_ERR_ENCODE, sink, path, index, field.name, text::item_failed);
-        }
-        if (json_array_append_new(array, item) != 0) {
-            json_decref(array);
-            return report_fixed(RMQC_ERR_ENCODE, sink, path, index, field.name, text::item_append);
-        }
+        if (int32_t status = append_item(array, item, field, index, sink, path)) return status;
     }
     *out = array;
     return RMQC_OK;
@@ -306,19 +312,13 @@ int32_t encode_list(const FieldDesc &field, const void *record, int32_t depth, j
         }
         name_node(self, field.name, i);
         json_t *item = nullptr;
-        if (int32_t status = encode_record(*field.nested, &item, node, depth + 1, sink.buf, sink.len, self)) {
+        int32_t status = encode_record(*field.nested, &item, node, depth + 1, sink.buf, sink.len, self);
+        if (status != RMQC_OK) {
             json_decref(item);
             json_decref(array);
             return status;
         }
-        if (item == nullptr) {
-            json_decref(array);
-            return report_fixed(RMQC_ERR_ENCODE, sink, path, i, field.name, text::item_failed);
-        }
-        if (json_array_append_new(array, item) != 0) {
-            json_decref(array);
-            return report_fixed(RMQC_ERR_ENCODE, sink, path, i, field.name, text::item_append);
-        }
+        if ((status = append_item(array, item, field, i, sink, path))) return status;
         node = load_pointer(static_cast<const char *>(node) + field.nested->next_offset);
     }
     *out = array;
