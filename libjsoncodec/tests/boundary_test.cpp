@@ -30,10 +30,8 @@ rule named(const char *name) {
 
 TEST(Boundary, WithoutBufferEveryFaultStillReturnsItsStatus) {
     rule *r = nullptr;
-    item_definition *item = nullptr;
     char *json = nullptr;
     rule valid = named("r");
-    item_definition element{};
     rule broken = named("r");
     broken.ruleMatchType_present = 1;
 
@@ -44,14 +42,6 @@ TEST(Boundary, WithoutBufferEveryFaultStillReturnsItsStatus) {
     EXPECT_EQ(rmqc_json_from_rule(&valid, nullptr, nullptr, 0, 0), 201);
     EXPECT_EQ(rmqc_json_from_rule(nullptr, &json, nullptr, 0, 0), 203);
     EXPECT_EQ(rmqc_json_from_rule(&broken, &json, nullptr, 0, 0), 203);
-    EXPECT_EQ(json, nullptr);
-
-    EXPECT_EQ(rmqc_json_to_item_definition(nullptr, "{}", nullptr, 0), 201);
-    EXPECT_EQ(rmqc_json_to_item_definition(&item, "{", nullptr, 0), 202);
-    EXPECT_EQ(rmqc_json_to_item_definition(&item, "[]", nullptr, 0), 202);
-    EXPECT_EQ(item, nullptr);
-    EXPECT_EQ(rmqc_json_from_item_definition(&element, nullptr, nullptr, 0, 0), 201);
-    EXPECT_EQ(rmqc_json_from_item_definition(nullptr, &json, nullptr, 0, 0), 203);
     EXPECT_EQ(json, nullptr);
 
     // A NULL buffer with a nonzero length is taken as no buffer.
@@ -139,17 +129,15 @@ TEST(Boundary, SchemaFaultClearsTheOutput) {
     EXPECT_STREQ(buf, "<item_definition>.item_definitionType: JSON decode error. Expected a string as specified in schema.");
 }
 
-TEST(Boundary, NullSourceIsAnEncodeFault) {
+TEST(Boundary, NullSourceIsAnEncodeFaultAndLeavesTheOutputAlone) {
     char buf[256];
     char sentinel = 0;
-    char *json = &sentinel;  // not written on a fault
-    EXPECT_EQ(rmqc_json_from_rule(nullptr, &json, buf, sizeof buf, 0), 203);
-    EXPECT_STREQ(buf, "<rule>: JSON encode error. Source data for 'rule' was NULL when trying to generate object root.");
-    EXPECT_EQ(json, &sentinel);
+    char *json = &sentinel;
     EXPECT_EQ(rmqc_json_from_item_definition(nullptr, &json, buf, sizeof buf, 1), 203);
     EXPECT_STREQ(buf,
                  "<item_definition>: JSON encode error. Source data for 'item_definition' was NULL when trying to "
                  "generate object root.");
+    EXPECT_EQ(json, &sentinel);
 }
 
 TEST(Boundary, PrettyAndCompactText) {

@@ -103,10 +103,6 @@ run 1 check --type rule "$work/duplicate.json" &&
     [ "$(wc -l <"$work/err")" -eq 1 ]
 verdict $? "a repeated key is a one-line parse failure"
 
-: >"$work/empty.json"
-run 1 check --type rule "$work/empty.json" && contains err "<rule>: JSON decode error. JSON parsing error: "
-verdict $? "empty input is a parse failure"
-
 # --- usage and input failures --------------------------------------------
 
 usage_ok=1
@@ -130,25 +126,13 @@ run 2 check --type rule "$work/missing.json" && empty out &&
     is err "jsoncodec: cannot open '$work/missing.json': No such file or directory"
 verdict $? "a missing file is named with the system error"
 
-run 2 format --type rule "$work" && empty out && contains err "'$work'" && contains err "Is a directory"
-verdict $? "a directory cannot be read"
-
 # --- format --------------------------------------------------------------
 
 run 0 format --type rule "$examples/rule.json" && empty err && cp "$work/out" "$work/pretty1.json" &&
     run 0 format --type rule "$work/pretty1.json" && same "$work/pretty1.json" "$work/out"
 verdict $? "format of the formatted rule is identical"
 
-if sed -n 2p "$work/pretty1.json" | grep -q '^    "ruleName": "' &&
-    sed -n 7p "$work/pretty1.json" | grep -q '^            "item_definitionOperator": "' &&
-    [ "$(tail -c 2 "$work/pretty1.json")" = "}" ]; then
-    verdict 0 "pretty output is indented by four blanks and ends in a newline"
-else
-    sed 's/^/  | /' "$work/pretty1.json"
-    verdict 1 "pretty output is indented by four blanks and ends in a newline"
-fi
-
-# The examples are kept in the tool's own pretty layout.
+# The examples are kept in the tool's own pretty layout (four-blank indent).
 same "$examples/rule.json" "$work/pretty1.json" &&
     run 0 format --type item_definition "$examples/item_definition.json" &&
     same "$examples/item_definition.json" "$work/out"
@@ -159,16 +143,6 @@ printf '%s\n' '{ "ruleName" : "r", "ruleItem_Definitions" : [ { } , {"item_defin
 run 0 format --type rule --compact "$work/loose.json" &&
     is out '{"ruleName":"r","ruleItem_Definitions":[{},{"item_definitionValue":"a, b: c"}]}'
 verdict $? "--compact writes no blanks after separators"
-
-run 0 format --compact --type rule "$examples/rule.json" && cp "$work/out" "$work/compact1.json" &&
-    [ "$(wc -l <"$work/compact1.json")" -eq 1 ] &&
-    run 0 format --type rule --compact "$work/pretty1.json" && same "$work/compact1.json" "$work/out" &&
-    run 0 format --type rule "$work/compact1.json" && same "$work/pretty1.json" "$work/out"
-verdict $? "pretty and compact forms convert into each other"
-
-run 1 format --type rule "$examples/rule-faulty.json" && empty out &&
-    contains err "<rule>.ruleItem_Definitions[1].item_definitionType: "
-verdict $? "format of a faulty rule writes nothing to stdout"
 
 # --- standard input --------------------------------------------------------
 
@@ -192,11 +166,6 @@ input=$work/big.json
 run 0 format --type rule --compact && same "$work/big.json" "$work/out"
 verdict $? "a large document arrives whole through standard input"
 
-# A NUL byte ends the text as the library sees it.
-printf '{"ruleName":"r"}\000{not json' >"$work/nul.json"
-input=$work/nul.json
-run 0 format --type rule --compact && is out '{"ruleName":"r"}'
-verdict $? "a NUL byte ends the input text"
 input=/dev/null
 
 echo "$passed passed, $failed failed"
