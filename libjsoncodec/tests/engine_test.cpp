@@ -304,6 +304,34 @@ TEST(EngineDecode, FailedDecodeLeavesWhatItBuiltReachableAndFlagged) {
     EXPECT_NE(d.rec->extra, nullptr);
 }
 
+// An array of `size` JSON nulls under `name`, beside minimal's properties.
+// The null is a shared value, so even ten million of them cost only the
+// array's own pointers.
+Outcome decode_nulls(const char *name, size_t size, sample **slot) {
+    json_t *nulls = json_array();
+    for (size_t i = 0; i < size; ++i) json_array_append_new(nulls, json_null());
+    json_t *value = json_loads(minimal, 0, nullptr);
+    json_object_set_new(value, name, nulls);
+    char buf[256] = "";
+    path_node root = root_node(sample_desc.name);
+    uint32_t matches = 0;
+    int32_t status = decode_record(sample_desc, value, slot, nullptr, 0, buf, sizeof buf, &root, &matches);
+    json_decref(value);
+    return {status, buf, matches, ""};
+}
+
+TEST(EngineLimits, ArraysAndListsOfMoreThanTenMillionElementsAreRefused) {
+    const std::string limit = ": JSON decode error. Array size is > MAX_ARRAY_SZ which suggests a library error.";
+    for (const char *name : {"tags", "numbers", "items"}) {
+        SCOPED_TRACE(name);
+        Tree<sample> over(sample_desc);
+        EXPECT_EQ(decode_nulls(name, MAX_ARRAY_SZ + 1, &over.rec).line, "<sample>." + std::string(name) + "[]" + limit);
+        // At the limit the elements are read: the first null is refused.
+        Tree<sample> at(sample_desc);
+        EXPECT_EQ(decode_nulls(name, MAX_ARRAY_SZ, &at.rec).line.rfind("<sample>." + std::string(name) + "[0]", 0), 0u);
+    }
+}
+
 // A valid hand-built record; tests spoil one field each. Nothing in it is
 // owned, so it is never released.
 struct HandBuilt {
