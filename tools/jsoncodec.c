@@ -22,8 +22,11 @@
 #define ERRBUF_SIZE 1024
 
 /* Every root type the library converts. Adding a type is one line here. */
-#define ROOT_TYPES(X) \
-    X(rule)           \
+#define ROOT_TYPES(X)        \
+    X(data_protection_policy) \
+    X(workflow)               \
+    X(action)                 \
+    X(rule)                   \
     X(item_definition)
 
 /*

@@ -158,3 +158,12 @@ consteval TypeDesc type_desc(const char *name, std::size_t size, uint32_t next_o
 // An internal release routine `name` of type T.
 #define JC_DEFINE_RELEASE_ROUTINE(name, T, desc) \
     void name(T *record) { ::jsoncodec::release_record(desc, record); }
+
+// decode_<T>, encode_<T> and the release routine destroy_<T> of an internal
+// record type.
+#define JC_DECLARE_ROUTINES(T)   \
+    JC_DECLARE_CODEC_ROUTINES(T) \
+    void destroy_##T(T *record);
+#define JC_DEFINE_ROUTINES(T, desc)     \
+    JC_DEFINE_CODEC_ROUTINES(T, desc)   \
+    JC_DEFINE_RELEASE_ROUTINE(destroy_##T, T, desc)
