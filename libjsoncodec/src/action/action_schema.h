@@ -5,6 +5,7 @@
 #include "codec.h"
 #include "jsoncodec.h"
 #include "table.h"
+#include "validators.h"
 
 namespace jsoncodec {
 

@@ -1,25 +1,16 @@
-// The backup action, its subtype union and the five backup subtypes, with
-// the schedule-period check that the proxy subtype shares with actions.
+// The backup action, its subtype union and the five backup subtypes.
 #pragma once
 
 #include "codec.h"
 #include "jsoncodec.h"
 #include "table.h"
+#include "validators.h"
 
 namespace jsoncodec {
 
-// "week", "month", "reference": the schedule periods of actions and of the
-// SQL tier-2 settings.
-extern const EnumDesc schedule_period;
 // "clientCanNotOverride", "clientCanOverride", "legacyBackupRules": what the
 // clients of a backup may override, for the action and its SQL tier 2.
 extern const EnumDesc client_overrides;
-
-// Check `text` against the schedule periods; `path` is the node that names
-// the property. A mismatch is reported with 202 (decoding) or 203
-// (encoding), which is returned; a match returns 0.
-int32_t validate_schedule_period_decode(const char *text, char *errbuf, uint64_t errlen, path_node *path);
-int32_t validate_schedule_period_encode(const char *text, char *errbuf, uint64_t errlen, path_node *path);
 
 extern const TypeDesc kestrelSQLTier2Properties_desc;
 extern const TypeDesc actionBackupTraditional_desc;

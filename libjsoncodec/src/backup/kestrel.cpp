@@ -1,19 +1,10 @@
 // The proxy backup subtype (VMware through a proxy appliance) and its SQL
-// tier-2 settings, with the schedule-period check shared with actions.
+// tier-2 settings.
 #include "backup_schema.h"
 
 namespace jsoncodec {
 
-JC_ENUM_VALUES(schedule_period, "week", "month", "reference");
 JC_ENUM_VALUES(client_overrides, "clientCanNotOverride", "clientCanOverride", "legacyBackupRules");
-
-int32_t validate_schedule_period_decode(const char *text, char *errbuf, uint64_t errlen, path_node *path) {
-    return check_enum(schedule_period, text, RMQC_ERR_DECODE, errbuf, errlen, path);
-}
-
-int32_t validate_schedule_period_encode(const char *text, char *errbuf, uint64_t errlen, path_node *path) {
-    return check_enum(schedule_period, text, RMQC_ERR_ENCODE, errbuf, errlen, path);
-}
 
 namespace {
 
