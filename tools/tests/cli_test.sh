@@ -79,6 +79,11 @@ same() {
     fi
 }
 
+# reproduces TYPE FILE - format of FILE is FILE itself, byte for byte.
+reproduces() {
+    run 0 format --type "$1" "$2" && empty err && same "$2" "$work/out"
+}
+
 # --- check -------------------------------------------------------------
 
 run 0 check --type rule "$examples/rule.json" && empty out && empty err
@@ -90,6 +95,26 @@ verdict $? "check accepts a single item with --type=T"
 run 1 check --type rule "$examples/rule-faulty.json" && empty out &&
     is err "<rule>.ruleItem_Definitions[1].item_definitionType: JSON decode error. Expected a string as specified in schema."
 verdict $? "check prints the faulty rule's diagnostic line"
+
+run 0 check --type data_protection_policy "$examples/policy.json" && empty out && empty err &&
+    run 0 check --type action "$examples/action.json" && empty out && empty err
+verdict $? "check accepts the valid policy and a single action"
+
+# A failed action kind is reported through the union's closest member: a
+# backup whose subtype fails (one union inside the other, each closest-failure
+# text cut to 255 characters), an unknown kind (every member fails on the
+# kind, so the first one is named), and a known kind with a bad setting.
+run 1 check --type data_protection_policy "$examples/policy-faulty-subtype.json" && empty out &&
+    is err "<data_protection_policy>.policyWorkflows[1].workflowActions[0].actionSpecific.actions: JSON decode error. No match for union, closest failure: <actionBackup>.actionBackupSubtypeSpecific.backupSubtypes: JSON decode error. No match for union, closest failure: <actionBackupSnapshot>.absDestinationPool: JSON decode error. Required property 'absDestinationPool' is"
+verdict $? "a faulty backup subtype is named through both unions"
+
+run 1 check --type data_protection_policy "$examples/policy-faulty-kind.json" && empty out &&
+    is err "<data_protection_policy>.policyWorkflows[0].workflowActions[1].actionSpecific.actions: JSON decode error. No match for union, closest failure: <actionBackup>.actionType: JSON decode error. String based enum fails to match one of: [ 'backup' ]. "
+verdict $? "an unknown action type is reported against the first kind"
+
+run 1 check --type workflow "$examples/workflow-faulty-discover.json" && empty out &&
+    is err "<workflow>.workflowActions[0].actionSpecific.actions: JSON decode error. No match for union, closest failure: <actionDiscover>.adDiscoverType: JSON decode error. String based enum fails to match one of: [ 'NAS snapshot' ]. "
+verdict $? "a known action type with a bad setting is reported against its own kind"
 
 # The type chosen decides the schema: an item has no ruleName.
 run 1 check --type rule "$examples/item_definition.json" &&
@@ -134,9 +159,17 @@ verdict $? "format of the formatted rule is identical"
 
 # The examples are kept in the tool's own pretty layout (four-blank indent).
 same "$examples/rule.json" "$work/pretty1.json" &&
-    run 0 format --type item_definition "$examples/item_definition.json" &&
-    same "$examples/item_definition.json" "$work/out"
+    reproduces item_definition "$examples/item_definition.json" &&
+    reproduces data_protection_policy "$examples/policy.json" &&
+    reproduces action "$examples/action.json"
 verdict $? "format reproduces the examples byte for byte"
+
+# Every action kind and backup subtype survives the compact form as well.
+run 0 format --type data_protection_policy --compact "$examples/policy.json" &&
+    [ "$(wc -l <"$work/out")" -eq 1 ] && cp "$work/out" "$work/policy-compact.json" &&
+    run 0 format --type data_protection_policy "$work/policy-compact.json" &&
+    same "$examples/policy.json" "$work/out"
+verdict $? "the compact policy formats back to the example"
 
 printf '%s\n' '{ "ruleName" : "r", "ruleItem_Definitions" : [ { } , {"item_definitionValue": "a, b: c"} ] }' \
     >"$work/loose.json"
