@@ -11,8 +11,8 @@
  *
  * Ownership, in short:
  *   - a tree returned by rmqc_json_to_<T> belongs to the caller and is
- *     released with rmqc_free_<T> (or rmqc_destroy_<T> followed by the
- *     caller's own free() of the top record);
+ *     released with rmqc_free_<T> (or, where it exists, rmqc_destroy_<T>
+ *     followed by the caller's own free() of the top record);
  *   - JSON text returned by rmqc_json_from_<T> belongs to the caller and is
  *     released with free();
  *   - the library keeps no pointer to anything the caller passes in.
@@ -26,7 +26,11 @@
  *     element count after the flags;
  *   - the flags and counts are the ownership map: a record built by hand
  *     must set them for what it fills, or the release routine will not
- *     free (and the encoder will not write) that property.
+ *     free (and the encoder will not write) that property;
+ *   - a union property U is `union { ... } U` holding one member record,
+ *     named by the tag `uint8_t U_type` (0 = none; see the RMQC_ACTION_*
+ *     and RMQC_BACKUP_SUBTYPE_* numbers); only that member is encoded and
+ *     released.
  *
  * All functions are reentrant; different trees may be converted from
  * several threads at once.
