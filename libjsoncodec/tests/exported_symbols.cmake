@@ -11,6 +11,8 @@ string(REGEX MATCHALL "[0-9a-fA-F]+ [B-Zb-z] [^@\n]+" symbols "${listing}")
 list(TRANSFORM symbols REPLACE "^[0-9a-fA-F]+ [B-Zb-z] " "")
 list(SORT symbols)
 
-if(NOT status EQUAL 0 OR expected STREQUAL "" OR NOT symbols STREQUAL expected)
-  message(FATAL_ERROR "exported: ${symbols}\ndeclared: ${expected}")
+# The interface is nineteen functions.
+list(LENGTH expected count)
+if(NOT status EQUAL 0 OR NOT count EQUAL 19 OR NOT symbols STREQUAL expected)
+  message(FATAL_ERROR "exported: ${symbols}\ndeclared (${count}): ${expected}")
 endif()
