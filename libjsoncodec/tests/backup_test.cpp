@@ -155,7 +155,7 @@ TEST(BackupMembers, PresenceFlagIsSetBeforeThePropertyIsExamined) {
     EXPECT_EQ(b.actionBackupSubtypeSpecific.backupSubtypes_type, RMQC_BACKUP_SUBTYPE_VMWARE);
     ASSERT_EQ(b.abDestinationStorageNode_array_sz, 1u);
     destroy_actionBackup(&b);
-    const actionBackup zero{};
+    static const actionBackup zero{};  // static: padding bytes are zero too
     EXPECT_EQ(std::memcmp(&b, &zero, sizeof b), 0);
 
     // The tier-2 record is allocated and linked before its value is looked at.
@@ -169,7 +169,7 @@ TEST(BackupMembers, PresenceFlagIsSetBeforeThePropertyIsExamined) {
               "'kestrelSQLTier2Properties'.");
     EXPECT_EQ(k.abKestrelSQLTier2Props_present, 1);
     ASSERT_NE(k.abKestrelSQLTier2Props, nullptr);
-    const kestrelSQLTier2Properties empty{};
+    static const kestrelSQLTier2Properties empty{};  // static: padding bytes are zero too
     EXPECT_EQ(std::memcmp(k.abKestrelSQLTier2Props, &empty, sizeof empty), 0);
     destroy_actionBackupKestrel(&k);  // frees the tier-2 record
     EXPECT_EQ(k.abKestrelSQLTier2Props, nullptr);
@@ -187,7 +187,7 @@ TEST(BackupRelease, VmwareReleaseFreesOnlyWhatIsFlagged) {
     v.abvWexSaveType = save_type;
     v.abvUseWexInternalStorage = 1;
     rmqc_destroy_actionBackupVmware(&v);
-    const actionBackupVmware zero{};
+    static const actionBackupVmware zero{};  // static: padding bytes are zero too
     EXPECT_EQ(std::memcmp(&v, &zero, sizeof v), 0);
     // Still ours: had the release freed them, the sanitizer would stop the
     // reads below.

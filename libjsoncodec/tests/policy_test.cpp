@@ -150,7 +150,7 @@ TEST(PolicyRelease, DestroyEmptiesACallerOwnedRecordAndMayBeRepeated) {
     std::free(d.tree);
     d.tree = nullptr;
     rmqc_destroy_data_protection_policy(&mine);
-    const data_protection_policy zero{};
+    static const data_protection_policy zero{};  // static: padding bytes are zero too
     EXPECT_EQ(std::memcmp(&mine, &zero, sizeof mine), 0);
     rmqc_destroy_data_protection_policy(&mine);
     EXPECT_EQ(std::memcmp(&mine, &zero, sizeof mine), 0);

@@ -171,7 +171,7 @@ TEST(Release, DestroyEmptiesTheRecordInPlace) {
     r.ruleItem_Definitions->next->item_definitionOperator_present = 1;
     r.ruleItem_Definitions_present = 1;
     rmqc_destroy_rule(&r);
-    const rule zero{};
+    static const rule zero{};  // static: padding bytes are zero too
     EXPECT_EQ(std::memcmp(&r, &zero, sizeof r), 0);
 
     item_definition other{};
@@ -180,7 +180,7 @@ TEST(Release, DestroyEmptiesTheRecordInPlace) {
     item.item_definitionType = strdup("t");
     item.item_definitionType_present = 1;
     rmqc_destroy_item_definition(&item);
-    const item_definition none{};
+    static const item_definition none{};  // static: padding bytes are zero too
     EXPECT_EQ(std::memcmp(&item, &none, sizeof item), 0);
 }
 
