@@ -12,39 +12,17 @@
 #include "action_schema.h"
 #include "backup_schema.h"
 #include "jsoncodec.h"
+#include "root_calls.h"
 
 namespace {
 
 using namespace jsoncodec;
 
-struct Decoded {
-    int32_t status;
-    std::string line;
-    action *tree;
-    ~Decoded() { rmqc_free_action(tree); }
-};
-
-Decoded decode(const std::string &text) {
-    char buf[1024] = "";
-    action *a = nullptr;
-    int32_t status = rmqc_json_to_action(&a, text.c_str(), buf, sizeof buf);
-    return {status, buf, a};
-}
-
-struct Encoded {
-    int32_t status;
-    std::string text;  // compact JSON, or the diagnostic line on failure
-};
-
-Encoded encode(const action *a) {
-    char buf[1024] = "";
-    char *json = nullptr;
-    int32_t status = rmqc_json_from_action(a, &json, buf, sizeof buf, 0);
-    if (status != 0) return {status, buf};
-    Encoded e{status, json};
-    std::free(json);
-    return e;
-}
+using Calls = JSONCODEC_ROOT_CALLS(action);
+using Decoded = Calls::Decoded;
+using Encoded = Calls::Encoded;
+constexpr auto decode = Calls::decode;
+constexpr auto encode = Calls::encode;
 
 // An action of the given kind with the smallest schedule; `more` adds
 // properties after it.

@@ -9,32 +9,16 @@
 #include <string>
 
 #include "jsoncodec.h"
+#include "root_calls.h"
 
 namespace {
 
-struct Decoded {
-    int32_t status;
-    std::string line;
-    data_protection_policy *tree;
-    ~Decoded() { rmqc_free_data_protection_policy(tree); }
-};
-
-Decoded decode(const std::string &text) {
-    char buf[1024] = "";
-    data_protection_policy *p = nullptr;
-    int32_t status = rmqc_json_to_data_protection_policy(&p, text.c_str(), buf, sizeof buf);
-    return {status, buf, p};
-}
+using Calls = JSONCODEC_ROOT_CALLS(data_protection_policy);
+using Decoded = Calls::Decoded;
+constexpr auto decode = Calls::decode;
 
 // Compact text of a policy, or the diagnostic line when encoding fails.
-std::string encode(const data_protection_policy *p) {
-    char buf[1024] = "";
-    char *json = nullptr;
-    if (rmqc_json_from_data_protection_policy(p, &json, buf, sizeof buf, 0) != 0) return buf;
-    std::string text = json;
-    std::free(json);
-    return text;
-}
+std::string encode(const data_protection_policy *p) { return Calls::encode(p).text; }
 
 std::string act(const std::string &name, const std::string &kind = R"({"actionType":"probe"})",
                 const std::string &more = "") {

@@ -6,32 +6,16 @@
 #include <string>
 
 #include "jsoncodec.h"
+#include "root_calls.h"
 
 namespace {
 
-struct Decoded {
-    int32_t status;
-    std::string line;
-    rule *tree;
-    ~Decoded() { rmqc_free_rule(tree); }
-};
-
-Decoded decode(const char *text) {
-    char buf[512];
-    rule *r = nullptr;
-    int32_t status = rmqc_json_to_rule(&r, text, buf, sizeof buf);
-    return {status, buf, r};
-}
+using Calls = JSONCODEC_ROOT_CALLS(rule);
+using Decoded = Calls::Decoded;
+constexpr auto decode = Calls::decode;
 
 // Compact text of a rule, or the diagnostic line when encoding fails.
-std::string encode(const rule *r) {
-    char buf[512];
-    char *json = nullptr;
-    if (rmqc_json_from_rule(r, &json, buf, sizeof buf, 0) != 0) return buf;
-    std::string text = json;
-    std::free(json);
-    return text;
-}
+std::string encode(const rule *r) { return Calls::encode(r).text; }
 
 char *text(const char *s) { return const_cast<char *>(s); }
 
