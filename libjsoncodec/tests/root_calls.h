@@ -2,6 +2,8 @@
 // is released at the end of its scope, encoding into compact text.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <cstdlib>
 #include <string>
@@ -32,6 +34,15 @@ struct RootCalls {
         T *tree = nullptr;
         int32_t status = To(&tree, text.c_str(), buf, sizeof buf);
         return {status, buf, tree};
+    }
+
+    // A schema fault: status 202, the line `line`, and no tree left behind.
+    static void expect_refused(const std::string &text, const std::string &line) {
+        SCOPED_TRACE(text);
+        Decoded d = decode(text);
+        EXPECT_EQ(d.status, RMQC_ERR_DECODE);
+        EXPECT_EQ(d.line, line);
+        EXPECT_EQ(d.tree, nullptr);
     }
 
     static Encoded encode(const T *src) {
