@@ -3,10 +3,82 @@
 #include "export_frame.h"
 
 #include <cstdlib>
+#include <cstring>
 
 #include "jsoncodec.h"
 
 namespace jsoncodec {
+
+namespace {
+
+// Where the serialiser writes the text: a buffer from jansson's own
+// allocator, so that the caller releases the text with jansson's
+// deallocator as for any text jansson made.
+//
+// jansson does not check every write of its serialiser (a failed write of an
+// object key is skipped and the rest of the text goes on), so a text built
+// through its own buffer can come back with a hole in it when memory runs
+// out. Here the first failed write is remembered and refuses every later one,
+// and the text is handed out only when every write succeeded.
+struct TextSink {
+    json_malloc_t alloc = nullptr;
+    json_free_t release = nullptr;
+    char *text = nullptr;
+    size_t length = 0;
+    size_t capacity = 0;
+    bool failed = false;
+};
+
+int append_text(const char *bytes, size_t size, void *data) {
+    TextSink &sink = *static_cast<TextSink *>(data);
+    if (sink.failed) return -1;
+    if (sink.capacity - sink.length <= size) {  // keep one byte for the NUL
+        size_t capacity = sink.capacity != 0 ? sink.capacity : 1024;
+        while (capacity - sink.length <= size) {
+            if (capacity > SIZE_MAX / 2) {
+                sink.failed = true;
+                return -1;
+            }
+            capacity *= 2;
+        }
+        char *grown = static_cast<char *>(sink.alloc(capacity));
+        if (grown == nullptr) {
+            sink.failed = true;
+            return -1;
+        }
+        if (sink.length != 0) std::memcpy(grown, sink.text, sink.length);
+        sink.release(sink.text);
+        sink.text = grown;
+        sink.capacity = capacity;
+    }
+    std::memcpy(sink.text + sink.length, bytes, size);
+    sink.length += size;
+    return 0;
+}
+
+// The text of `value`, NUL-terminated, or NULL when it could not be made.
+char *serialise(const json_t *value, size_t flags) {
+    TextSink sink;
+    json_get_alloc_funcs(&sink.alloc, &sink.release);
+    if (json_dump_callback(value, append_text, &sink, flags) != 0 || sink.failed || sink.text == nullptr) {
+        if (sink.text != nullptr) sink.release(sink.text);
+        return nullptr;
+    }
+    sink.text[sink.length] = '\0';
+    // Doubling can leave up to half the buffer unused; a text that wastes
+    // more than a quarter of its size is moved into a block that fits (when
+    // that block cannot be had, the larger one serves as well).
+    if (sink.capacity - sink.length > sink.length / 4 + 1) {
+        if (char *fitted = static_cast<char *>(sink.alloc(sink.length + 1))) {
+            std::memcpy(fitted, sink.text, sink.length + 1);
+            sink.release(sink.text);
+            sink.text = fitted;
+        }
+    }
+    return sink.text;
+}
+
+}  // namespace
 
 int32_t json_to_frame(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen) {
     path_node root = root_node(type.name);
@@ -53,7 +125,7 @@ int32_t json_from_frame(const TypeDesc &type, const void *src, char **out_json, 
         return status;
     }
     size_t flags = JSON_PRESERVE_ORDER | (pretty != 0 ? JSON_INDENT(4) : JSON_COMPACT);
-    *out_json = json_dumps(value, flags);
+    *out_json = serialise(value, flags);
     json_decref(value);
     if (*out_json == nullptr)
         return report_error("Failure during json_dumps call", RMQC_ERR_OTHER, errbuf, errlen, &root, 0, nullptr);
