@@ -50,6 +50,19 @@ TEST(Boundary, WithoutBufferEveryFaultStillReturnsItsStatus) {
 
     EXPECT_EQ(rmqc_json_to_rule(&r, R"({"ruleName":"r"})", nullptr, 0), 0);
     rmqc_free_rule(r);
+
+    // Enum checks build their list of allowed texts only when there is a
+    // buffer to put it in; without one the status must still come back.
+    const std::string head = R"({"actionName":"a","actionSpecific":{"actions":{"actionType":"probe"}},)"
+                             R"("actionScheduleActivity":[],"actionSchedulePeriod":)";
+    action *a = nullptr;
+    EXPECT_EQ(rmqc_json_to_action(&a, (head + R"("year"})").c_str(), nullptr, 0), 202);
+    EXPECT_EQ(a, nullptr);
+    ASSERT_EQ(rmqc_json_to_action(&a, (head + R"("week"})").c_str(), nullptr, 0), 0);
+    a->actionSchedulePeriod[0] = 'W';
+    EXPECT_EQ(rmqc_json_from_action(a, &json, nullptr, 0, 0), 203);
+    EXPECT_EQ(json, nullptr);
+    rmqc_free_action(a);
 }
 
 TEST(Boundary, LineIsCutToTheBufferAndNothingIsWrittenPastIt) {
