@@ -10,6 +10,10 @@ cd "$repo_root" || exit 1
 # and nm for inspecting the exported symbols.
 # shellcheck disable=SC2034 # used by the scripts that source this file
 JSONCODEC_PACKAGES=(libjansson-dev pkg-config cmake g++ make libgtest-dev binutils)
+# What fuzzing adds: clang 14 with its libFuzzer and sanitizer runtimes, and
+# llvm-symbolizer for readable stack traces.
+# shellcheck disable=SC2034 # used by scripts/fuzz
+JSONCODEC_FUZZ_PACKAGES=(clang-14 libclang-rt-14-dev llvm-14)
 
 # install_missing PACKAGE... - installs with apt-get only the Debian packages
 # that are not installed yet; does nothing (and needs no privileges) when
