@@ -82,13 +82,26 @@ inline void *load_pointer(const void *slot) {
 
 inline void store_pointer(void *slot, void *value) { std::memcpy(slot, &value, sizeof value); }
 
+// How a union tries its members. Both give the same status, tag, match
+// count, diagnostic line and tree in every case.
+enum class UnionTrials : uint8_t {
+    // A member whose discriminator (a required enum as its first property)
+    // names another member is passed over without a trial, and the text of
+    // such a failure is made only if the union ends up reporting it.
+    Fast,
+    // Every member is decoded in turn on private buffers, each failure
+    // formatted as it happens. Kept for the tests that compare the two.
+    Literal,
+};
+
 // Decodes the JSON object `value` into a record of `type`: a new one whose
 // address is stored at once in the pointer slot `out_new` when that is not
 // NULL, else the caller's storage `into`. Adds 1 to *match_count for every
 // property decoded. Returns 0 or the status of the first fault, which has
 // been reported; whatever was built stays reachable from the record.
 int32_t decode_record(const TypeDesc &type, const json_t *value, void *out_new, void *into, int32_t depth,
-                      char *errbuf, uint64_t errlen, path_node *path, uint32_t *match_count);
+                      char *errbuf, uint64_t errlen, path_node *path, uint32_t *match_count,
+                      UnionTrials trials = UnionTrials::Fast);
 
 // Encodes the record `src` of `type` into a new JSON object stored in *out.
 // On failure *out may hold a partly built object, which the caller releases.

@@ -54,10 +54,12 @@ constexpr size_t DETAIL_SIZE = 512;
 // The private buffers of a union trial.
 constexpr uint64_t TRIAL_BUFFER_SIZE = 256;
 
-// Where a routine writes its diagnostic line.
+// Where a routine writes its diagnostic line, and how its unions try their
+// members.
 struct Sink {
     char *buf;
     uint64_t len;
+    UnionTrials trials;
 };
 
 // Formats a generic detail and reports it; makes no text when none is wanted.
@@ -160,16 +162,48 @@ int32_t decode_list(const FieldDesc &field, const json_t *value, void *record, i
         // Each element is linked before it is validated, so a failing element
         // is released with the list.
         if (int32_t status = decode_record(*field.nested, json_array_get(value, i), link, nullptr, depth + 1,
-                                           sink.buf, sink.len, self, match_count))
+                                           sink.buf, sink.len, self, match_count, sink.trials))
             return status;
         link = static_cast<char *>(load_pointer(link)) + field.nested->next_offset;
     }
     return RMQC_OK;
 }
 
+// The text of a union member's discriminator, looked up once for all the
+// members that share its name.
+struct Discriminator {
+    const char *name = nullptr;
+    const char *text = nullptr;  // NULL when absent or not a string
+};
+
+// Whether the trial of `member` would fail on its first property having
+// decoded, allocated and written nothing but zeros: that property is a
+// required enum, and `value` is an object within the depth limit whose text
+// there is a string that is none of the allowed ones. Such a trial scores 0.
+bool fails_on_discriminator(const TypeDesc &member, const json_t *value, int32_t depth, Discriminator &seen) {
+    if (member.field_count == 0 || !json_is_object(value) || depth > MAX_CALL_DEPTH) return false;
+    const FieldDesc &first = member.fields[0];
+    if (first.kind != Kind::Enum || !first.required) return false;
+    if (seen.name == nullptr || std::strcmp(seen.name, first.name) != 0) {
+        seen.name = first.name;
+        seen.text = json_string_value(json_object_get(value, first.name));
+    }
+    if (seen.text == nullptr) return false;
+    for (uint32_t i = 0; i < first.allowed->count; ++i)
+        if (std::strcmp(seen.text, first.allowed->values[i]) == 0) return false;
+    return true;
+}
+
 // Tries the members in order on private buffers; the first that decodes
 // wins. When none does, the member that decoded the most properties before
 // failing (the earliest among equals) is reported.
+//
+// Trying a member whose discriminator names another member would only end
+// in a score of 0 and a text that is needed when that failure is reported,
+// which happens only when it is the closest and nothing matches. So such a
+// member is passed over, and if it is the closest at the end its trial is
+// made then, for its text: it touches nothing and allocates nothing, so it
+// fails exactly as it would have in turn.
 int32_t decode_union(const FieldDesc &field, const json_t *value, void *record, int32_t depth, Sink sink,
                      path_node *path, uint32_t *match_count) {
     void *storage = static_cast<char *>(record) + field.offset;
@@ -179,23 +213,48 @@ int32_t decode_union(const FieldDesc &field, const json_t *value, void *record, 
     closest[0] = '\0';
     path_node trial_root = root_node(nullptr);
     int64_t best = -1;
+    constexpr uint32_t NONE = UINT32_MAX;
+    uint32_t passed_over = NONE;  // the closest member so far, when it was passed over
+    Discriminator seen;
+    // Without a caller's buffer no failure text can be reported.
+    const uint64_t trial_len = sink.trials == UnionTrials::Fast && sink.len == 0 ? 0 : TRIAL_BUFFER_SIZE;
 
-    for (uint32_t k = 0; k < field.members->count; ++k) {
+    auto trial = [&](uint32_t k, uint32_t *trial_count) {
         const TypeDesc &member = *field.members->members[k];
         trial_root.name = member.name;
         trial_root.child = nullptr;
-        uint32_t trial_count = 0;
-        if (decode_record(member, value, nullptr, storage, depth + 1, trial_text, TRIAL_BUFFER_SIZE, &trial_root,
-                          &trial_count) == RMQC_OK) {
+        *trial_count = 0;
+        return decode_record(member, value, nullptr, storage, depth + 1, trial_text, trial_len, &trial_root,
+                             trial_count, sink.trials);
+    };
+
+    for (uint32_t k = 0; k < field.members->count; ++k) {
+        const TypeDesc &member = *field.members->members[k];
+        if (sink.trials == UnionTrials::Fast && fails_on_discriminator(member, value, depth + 1, seen)) {
+            if (best < 0) {
+                best = 0;
+                passed_over = k;
+            }
+            continue;
+        }
+        uint32_t trial_count;
+        if (trial(k, &trial_count) == RMQC_OK) {
             at<uint8_t>(record, field.count_offset) = static_cast<uint8_t>(k + 1);
             *match_count += trial_count + 1;
             return RMQC_OK;
         }
         release_record(member, storage);
         if (static_cast<int64_t>(trial_count) > best) {
-            bounded_format(closest, sizeof closest, text::union_closest, trial_text);
+            if (trial_len != 0) bounded_format(closest, sizeof closest, text::union_closest, trial_text);
             best = trial_count;
+            passed_over = NONE;
         }
+    }
+    if (passed_over != NONE && sink.len != 0) {
+        uint32_t trial_count;
+        trial(passed_over, &trial_count);
+        release_record(*field.members->members[passed_over], storage);
+        bounded_format(closest, sizeof closest, text::union_closest, trial_text);
     }
     return report_fixed(RMQC_ERR_DECODE, sink, path, PATH_FIELD, field.name, closest);
 }
@@ -237,8 +296,10 @@ int32_t decode_field(const FieldDesc &field, const json_t *object, void *record,
             void *slot = static_cast<char *>(record) + field.offset;
             name_node(self, field.name, PATH_FIELD);
             status = field.kind == Kind::RecordPointer
-                         ? decode_record(*field.nested, value, slot, nullptr, depth + 1, sink.buf, sink.len, self, match_count)
-                         : decode_record(*field.nested, value, nullptr, slot, depth + 1, sink.buf, sink.len, self, match_count);
+                         ? decode_record(*field.nested, value, slot, nullptr, depth + 1, sink.buf, sink.len, self,
+                                         match_count, sink.trials)
+                         : decode_record(*field.nested, value, nullptr, slot, depth + 1, sink.buf, sink.len, self,
+                                         match_count, sink.trials);
             break;
         }
         case Kind::List:
@@ -414,8 +475,8 @@ int32_t check_enum(const EnumDesc &allowed, const char *text, int32_t code, char
 }
 
 int32_t decode_record(const TypeDesc &type, const json_t *value, void *out_new, void *into, int32_t depth,
-                      char *errbuf, uint64_t errlen, path_node *path, uint32_t *match_count) {
-    Sink sink{errbuf, errlen};
+                      char *errbuf, uint64_t errlen, path_node *path, uint32_t *match_count, UnionTrials trials) {
+    Sink sink{errbuf, errlen, trials};
     path_node self = enter_node(path);
     path->child = &self;
 
@@ -439,7 +500,7 @@ int32_t decode_record(const TypeDesc &type, const json_t *value, void *out_new, 
 
 int32_t encode_record(const TypeDesc &type, json_t **out, const void *src, int32_t depth, char *errbuf,
                       uint64_t errlen, path_node *path) {
-    Sink sink{errbuf, errlen};
+    Sink sink{errbuf, errlen, UnionTrials::Fast};
     path_node self = enter_node(path);
     path->child = &self;
     *out = nullptr;
