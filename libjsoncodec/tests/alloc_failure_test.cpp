@@ -1,10 +1,8 @@
 // Allocation failure at every point of a conversion.
 //
-// The test executable is linked with --wrap for the C runtime's allocation
-// functions, so every malloc, calloc, realloc, strdup and free made by the
-// library's objects (and by this file) goes through the counting wrappers
-// below; jansson's allocations reach the same counter through its own
-// allocator hook. For each document and direction the conversion is run
+// Through the injector (heap_injector.h), the library's allocations and
+// jansson's can be refused one at a time. For each document and direction
+// the conversion is run
 // once per k = 1, 2, ... with the k-th allocation refused, until a run
 // completes without reaching k. Every run must end in a documented status
 // with a line from the library's catalogue, leave the caller's output as
@@ -20,106 +18,16 @@
 #include <regex>
 #include <sstream>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include <malloc.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "heap_injector.h"
 #include "root_calls.h"
 
-// ------------------------------------------------------ counting allocator
-
 namespace {
-
-struct Injector {
-    bool armed = false;
-    uint64_t count = 0;    // allocations asked for since arming
-    uint64_t fail_at = 0;  // the allocation to refuse; 0 refuses none
-    bool refused = false;  // whether that allocation was reached
-    bool in_jansson = false;            // the allocation being made is jansson's
-    bool refused_in_jansson = false;    // the refused one was jansson's
-    // Blocks allocated while armed and not yet freed. The set allocates
-    // through operator new, which these wrappers do not see.
-    std::unordered_set<void *> live;
-
-    void arm(uint64_t k) {
-        armed = true;
-        count = 0;
-        fail_at = k;
-        refused = false;
-        refused_in_jansson = false;
-        live.clear();
-    }
-    // Stops refusing but keeps tracking, so that releases are still seen.
-    void stop_refusing() { fail_at = 0; }
-    // Lets the test allocate for itself without being counted or tracked.
-    void pause() { armed = false; }
-    void resume() { armed = true; }
-    void disarm() { armed = false; }
-
-    bool refuse() {
-        if (!armed) return false;
-        ++count;
-        if (count != fail_at) return false;
-        refused = true;
-        refused_in_jansson = in_jansson;
-        return true;
-    }
-    void *note(void *p) {
-        if (armed && p != nullptr) live.insert(p);
-        return p;
-    }
-    void forget(void *p) {
-        if (p != nullptr) live.erase(p);
-    }
-};
-
-Injector injector;
-
-}  // namespace
-
-extern "C" {
-void *__real_malloc(size_t size);
-void *__real_calloc(size_t n, size_t size);
-void *__real_realloc(void *p, size_t size);
-char *__real_strdup(const char *s);
-void __real_free(void *p);
-
-void *__wrap_malloc(size_t size) { return injector.refuse() ? nullptr : injector.note(__real_malloc(size)); }
-
-void *__wrap_calloc(size_t n, size_t size) {
-    return injector.refuse() ? nullptr : injector.note(__real_calloc(n, size));
-}
-
-void *__wrap_realloc(void *p, size_t size) {
-    if (injector.refuse()) return nullptr;
-    void *moved = __real_realloc(p, size);
-    if (moved != nullptr) injector.forget(p);
-    return injector.note(moved);
-}
-
-char *__wrap_strdup(const char *s) {
-    return injector.refuse() ? nullptr : static_cast<char *>(injector.note(__real_strdup(s)));
-}
-
-void __wrap_free(void *p) {
-    injector.forget(p);
-    __real_free(p);
-}
-}
-
-namespace {
-
-// jansson's allocator hook: the same counter, the same wrappers.
-void *jansson_malloc(size_t size) {
-    injector.in_jansson = true;
-    void *p = __wrap_malloc(size);
-    injector.in_jansson = false;
-    return p;
-}
-void jansson_free(void *p) { __wrap_free(p); }
 
 // ------------------------------------------------------------- root types
 
@@ -497,7 +405,7 @@ uint64_t encode_with_failures(const Root &root, const void *tree, Tally &tally) 
 
 class AllocationFailure : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { json_set_alloc_funcs(jansson_malloc, jansson_free); }
+    static void SetUpTestSuite() { route_jansson_through_injector(); }
     static void TearDownTestSuite() { json_set_alloc_funcs(malloc, free); }
     static void report(const char *what, const Tally &tally) {
         auto n = [](uint64_t v) { return static_cast<unsigned long long>(v); };
