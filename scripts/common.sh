@@ -7,9 +7,10 @@ repo_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$repo_root" || exit 1
 
 # What building and testing need: compilers, cmake, jansson, GoogleTest,
-# and nm for inspecting the exported symbols.
+# nm for inspecting the exported symbols, and python3-jsonschema, the
+# independent validator the tests check the generated JSON Schemas with.
 # shellcheck disable=SC2034 # used by the scripts that source this file
-JSONCODEC_PACKAGES=(libjansson-dev pkg-config cmake g++ make libgtest-dev binutils)
+JSONCODEC_PACKAGES=(libjansson-dev pkg-config cmake g++ make libgtest-dev binutils python3-jsonschema)
 # What fuzzing adds: clang 14 with its libFuzzer and sanitizer runtimes, and
 # llvm-symbolizer for readable stack traces.
 # shellcheck disable=SC2034 # used by scripts/fuzz

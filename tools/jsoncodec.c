@@ -1,33 +1,53 @@
 /*
- * jsoncodec - check and reformat configuration documents with libjsoncodec.
+ * jsoncodec - check, reformat and describe configuration documents with
+ * libjsoncodec.
  *
- *   jsoncodec check  --type T [FILE]
- *   jsoncodec format --type T [--compact] [FILE]
+ *   jsoncodec check  [--type T] [FILE...]
+ *   jsoncodec format [--type T] [--compact] [FILE]
+ *   jsoncodec schema T
  *
- * The tool only reads the input and calls the library's exports for the
- * chosen root type; every judgement about the document is the library's.
- * Exit status: 0 success, 1 the library refused the document (its
- * diagnostic line is on standard error), 2 bad usage or unreadable input.
+ * The tool reads the input and calls the library's exports for the root
+ * type; every judgement about a document is the library's. Without --type
+ * it parses the document itself (with jansson) only to see which root
+ * type's name property the top-level object holds. The schemas it prints
+ * are generated at build time from the library's record tables (schemas.h).
+ * Exit status: 0 success, 1 a document was refused (its diagnostic line is
+ * on standard error after the file's name), 2 bad usage, a document whose
+ * type cannot be told, or an input or output failure.
  */
 #include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
+#include <jansson.h>
+
 #include "jsoncodec.h"
+#include "schemas.h"
+
+#ifndef JSONCODEC_VERSION
+#error "JSONCODEC_VERSION must be defined by the build"
+#endif
 
 #define EXIT_REFUSED 1
 #define EXIT_USAGE 2
 
 #define ERRBUF_SIZE 1024
 
-/* Every root type the library converts. Adding a type is one line here. */
-#define ROOT_TYPES(X)        \
-    X(data_protection_policy) \
-    X(workflow)               \
-    X(action)                 \
-    X(rule)                   \
-    X(item_definition)
+/* How messages name standard input. */
+#define STDIN_LABEL "(standard input)"
+
+/*
+ * Every root type the library converts, with the required name property
+ * that tells a document of that type apart (NULL: the type has none and is
+ * never guessed). Adding a type is one line here.
+ */
+#define ROOT_TYPES(X)                                 \
+    X(data_protection_policy, "policyName")           \
+    X(workflow, "workflowName")                       \
+    X(action, "actionName")                           \
+    X(rule, "ruleName")                               \
+    X(item_definition, NULL)
 
 /*
  * Decodes `text` as a T and, when `out_json` is not NULL, encodes the tree
@@ -35,7 +55,7 @@
  * released before returning. One wrapper per type keeps every library call
  * at its own signature, so the table below can hold a single pointer type.
  */
-#define DEFINE_CONVERT(T)                                                                        \
+#define DEFINE_CONVERT(T, name_property)                                                         \
     static int32_t convert_##T(const char *text, char **out_json, int32_t pretty, char *errbuf, \
                                uint64_t errlen) {                                                \
         T *tree = NULL;                                                                          \
@@ -52,12 +72,15 @@ typedef int32_t (*convert_fn)(const char *text, char **out_json, int32_t pretty,
 
 struct root_type {
     const char *name;
+    const char *name_property;
     convert_fn convert;
 };
 
-#define TABLE_ENTRY(T) {#T, convert_##T},
+#define TABLE_ENTRY(T, name_property) {#T, name_property, convert_##T},
 static const struct root_type root_types[] = {ROOT_TYPES(TABLE_ENTRY)};
 #define ROOT_TYPE_COUNT (sizeof root_types / sizeof root_types[0])
+
+enum command { CHECK, FORMAT, SCHEMA };
 
 static const struct root_type *find_root_type(const char *name) {
     size_t i;
@@ -67,23 +90,86 @@ static const struct root_type *find_root_type(const char *name) {
     return NULL;
 }
 
-static void print_usage(FILE *to) {
+static void print_type_names(FILE *to) {
     size_t i;
-    fputs("usage: jsoncodec check  --type TYPE [FILE]\n"
-          "       jsoncodec format --type TYPE [--compact] [FILE]\n"
-          "       jsoncodec --help\n"
+    for (i = 0; i < ROOT_TYPE_COUNT; i++)
+        fprintf(to, "%s%s", i > 0 ? ", " : "", root_types[i].name);
+}
+
+static void print_name_properties(FILE *to) {
+    size_t i, printed = 0;
+    for (i = 0; i < ROOT_TYPE_COUNT; i++)
+        if (root_types[i].name_property != NULL)
+            fprintf(to, "%s%s", printed++ > 0 ? ", " : "", root_types[i].name_property);
+}
+
+static const char synopsis[] =
+    "usage: jsoncodec check  [--type TYPE] [FILE...]\n"
+    "       jsoncodec format [--type TYPE] [--compact] [FILE]\n"
+    "       jsoncodec schema TYPE\n"
+    "       jsoncodec --help | --version\n";
+
+static void print_help(FILE *to) {
+    size_t i;
+    fputs(synopsis, to);
+    fputs("\n"
+          "Check, reformat and describe the JSON configuration documents of the\n"
+          "backup server (policies, workflows, actions, rules, item definitions)\n"
+          "with libjsoncodec.\n"
           "\n"
-          "  check    decode the document; print nothing and exit 0 when it is valid,\n"
-          "           else print the diagnostic line on standard error and exit 1\n"
-          "  format   decode and re-encode the document to standard output, indented\n"
-          "           by four blanks, or on one line with --compact\n"
+          "Commands:\n"
+          "  check   Decode each FILE as its root type. A valid document prints\n"
+          "          nothing. A refused one prints the library's diagnostic line on\n"
+          "          standard error after the file's name and \": \", e.g.\n"
+          "            examples/rule-faulty.json: <rule>.ruleItem_Definitions[1]...\n"
+          "          Every FILE is checked, whatever happened to the ones before.\n"
+          "  format  Decode FILE and encode it again to standard output, indented by\n"
+          "          four blanks, or on one line with --compact, followed by a\n"
+          "          newline. Properties come out in record order; properties the\n"
+          "          type does not know are dropped.\n"
+          "  schema  Print the JSON Schema (draft 2020-12) of the root type TYPE,\n"
+          "          generated from the library's own record tables.\n"
           "\n"
-          "FILE is read whole; without FILE, or with -, standard input is read.\n"
-          "TYPE is one of:",
+          "Options:\n"
+          "  --type TYPE, --type=TYPE\n"
+          "             decode as TYPE instead of telling the type from the document\n"
+          "  --compact  (format) one line, without blanks after separators\n"
+          "  -h, --help print this text and exit\n"
+          "  --version  print the version and exit\n"
+          "  --         end of options: the arguments after it are files\n"
+          "\n"
+          "TYPE is one of: ",
+          to);
+    print_type_names(to);
+    fputs(".\n"
+          "\n"
+          "FILE is read whole. '-', or no FILE at all, means standard input, which\n"
+          "can be named once; messages call it '" STDIN_LABEL "'.\n"
+          "\n"
+          "Type detection: without --type, a document's type is the one whose name\n"
+          "property its top-level object holds:\n",
           to);
     for (i = 0; i < ROOT_TYPE_COUNT; i++)
-        fprintf(to, " %s", root_types[i].name);
-    fputs("\n\nexit status: 0 success, 1 document refused, 2 bad usage or unreadable input\n", to);
+        if (root_types[i].name_property != NULL)
+            fprintf(to, "  %-13s %s\n", root_types[i].name_property, root_types[i].name);
+    fputs("An item_definition has no name property: it always needs --type. So does\n"
+          "a document that is not a JSON object, or that holds none or more than one\n"
+          "of these properties; without --type it ends with exit status 2.\n"
+          "\n"
+          "Exit status (with several files, the highest one applies):\n"
+          "  0  success: every document is valid\n"
+          "  1  at least one document was refused\n"
+          "  2  bad usage (unknown command, option or type, a missing argument), a\n"
+          "     document whose type cannot be told, a file that cannot be opened\n"
+          "     or read, or output that cannot be written\n"
+          "\n"
+          "Examples:\n"
+          "  jsoncodec check examples/rule.json examples/policy.json\n"
+          "  jsoncodec check --type item_definition examples/item_definition.json\n"
+          "  jsoncodec format --compact examples/rule.json\n"
+          "  jsoncodec format --type workflow - < workflow.json\n"
+          "  jsoncodec schema rule > rule.schema.json\n",
+          to);
 }
 
 static int usage_error(const char *message, const char *argument) {
@@ -91,8 +177,18 @@ static int usage_error(const char *message, const char *argument) {
         fprintf(stderr, "jsoncodec: %s '%s'\n", message, argument);
     else
         fprintf(stderr, "jsoncodec: %s\n", message);
-    print_usage(stderr);
+    fputs(synopsis, stderr);
+    fputs("Try 'jsoncodec --help' for more information.\n", stderr);
     return EXIT_USAGE;
+}
+
+/* Flushes standard output; 0, or EXIT_USAGE after a message when it failed. */
+static int finish_output(void) {
+    if (fflush(stdout) != 0 || ferror(stdout)) {
+        fprintf(stderr, "jsoncodec: cannot write standard output: %s\n", errno != 0 ? strerror(errno) : "write error");
+        return EXIT_USAGE;
+    }
+    return 0;
 }
 
 /*
@@ -139,10 +235,9 @@ static char *read_all(FILE *in) {
     return text;
 }
 
-/* Reads FILE, or standard input for NULL or "-". Reports its own failures. */
+/* Reads FILE, or standard input for NULL. Reports its own failures. */
 static char *read_input(const char *path) {
-    const int from_stdin = path == NULL || strcmp(path, "-") == 0;
-    FILE *in = from_stdin ? stdin : fopen(path, "rb");
+    FILE *in = path == NULL ? stdin : fopen(path, "rb");
     char *text;
     if (in == NULL) {
         fprintf(stderr, "jsoncodec: cannot open '%s': %s\n", path, strerror(errno));
@@ -151,40 +246,135 @@ static char *read_input(const char *path) {
     errno = 0;
     text = read_all(in);
     if (text == NULL) {
-        if (from_stdin)
+        if (path == NULL)
             fprintf(stderr, "jsoncodec: cannot read standard input: %s\n", strerror(errno));
         else
             fprintf(stderr, "jsoncodec: cannot read '%s': %s\n", path, strerror(errno));
     }
-    if (!from_stdin)
-        fclose(in);
+    if (path != NULL)
+        fclose(in); /* opened for reading only: nothing is lost if this fails */
     return text;
 }
 
-/* Prints the library's diagnostic line, which may already end in a newline. */
-static void print_diagnostic(const char *errbuf, int32_t status) {
-    size_t length = strlen(errbuf);
-    if (length == 0)
-        fprintf(stderr, "jsoncodec: conversion failed with status %ld\n", (long)status);
-    else if (errbuf[length - 1] == '\n')
-        fputs(errbuf, stderr);
-    else
-        fprintf(stderr, "%s\n", errbuf);
+/*
+ * Tells the root type of `text` by the name property its top-level object
+ * holds. Returns NULL, after a message naming `label`, when the document is
+ * not a JSON object or holds none or several of the name properties.
+ */
+static const struct root_type *detect_type(const char *text, const char *label) {
+    const struct root_type *found = NULL;
+    json_error_t error;
+    json_t *document = json_loads(text, JSON_DECODE_ANY, &error);
+    size_t i, matches = 0;
+
+    if (document == NULL) {
+        fprintf(stderr, "jsoncodec: %s: cannot tell the document's type: it does not parse (%s, line %d column %d)",
+                label, error.text, error.line, error.column);
+    } else if (!json_is_object(document)) {
+        fprintf(stderr, "jsoncodec: %s: cannot tell the document's type: it is not a JSON object", label);
+    } else {
+        for (i = 0; i < ROOT_TYPE_COUNT; i++) {
+            if (root_types[i].name_property != NULL && json_object_get(document, root_types[i].name_property)) {
+                found = &root_types[i];
+                matches++;
+            }
+        }
+        if (matches == 0) {
+            fprintf(stderr, "jsoncodec: %s: cannot tell the document's type: it holds none of ", label);
+        } else if (matches > 1) {
+            fprintf(stderr, "jsoncodec: %s: cannot tell the document's type: it holds more than one of ", label);
+            found = NULL;
+        }
+        if (found == NULL)
+            print_name_properties(stderr);
+    }
+    json_decref(document);
+    if (found == NULL) {
+        fputs("; give --type TYPE (an item_definition always needs it), TYPE one of: ", stderr);
+        print_type_names(stderr);
+        fputs("\n", stderr);
+    }
+    return found;
 }
 
-int main(int argc, char **argv) {
-    enum { CHECK, FORMAT } command;
-    const char *type_name = NULL, *path = NULL;
-    const struct root_type *type;
-    int compact = 0, options_done = 0, i;
+/* Prints the library's diagnostic line after the document's label; the
+ * line may already end in a newline. */
+static void print_diagnostic(const char *label, const char *errbuf, int32_t status) {
+    size_t length = strlen(errbuf);
+    if (length == 0)
+        fprintf(stderr, "%s: conversion failed with status %ld\n", label, (long)status);
+    else if (errbuf[length - 1] == '\n')
+        fprintf(stderr, "%s: %s", label, errbuf);
+    else
+        fprintf(stderr, "%s: %s\n", label, errbuf);
+}
+
+/*
+ * Checks or formats one document: FILE, or standard input for NULL, as
+ * `type`, or as the type told by the document when `type` is NULL.
+ * Returns the exit status of this document alone.
+ */
+static int convert_file(enum command command, const char *path, const struct root_type *type, int compact) {
+    const char *label = path != NULL ? path : STDIN_LABEL;
     char errbuf[ERRBUF_SIZE];
     char *text, *json = NULL;
     int32_t status;
 
+    text = read_input(path);
+    if (text == NULL)
+        return EXIT_USAGE;
+    if (type == NULL && (type = detect_type(text, label)) == NULL) {
+        free(text);
+        return EXIT_USAGE;
+    }
+
+    errbuf[0] = '\0';
+    status = type->convert(text, command == FORMAT ? &json : NULL, compact ? 0 : 1, errbuf, sizeof errbuf);
+    free(text);
+    if (status != RMQC_OK) {
+        print_diagnostic(label, errbuf, status);
+        return EXIT_REFUSED;
+    }
+    if (json != NULL) {
+        fputs(json, stdout);
+        putchar('\n');
+        free(json);
+        return finish_output();
+    }
+    return 0;
+}
+
+static int print_schema(const char *type_name) {
+    size_t i;
+    if (find_root_type(type_name) == NULL)
+        return usage_error("unknown type", type_name);
+    for (i = 0; i < jsoncodec_schema_count; i++) {
+        if (strcmp(jsoncodec_schemas[i].type, type_name) == 0) {
+            fputs(jsoncodec_schemas[i].text, stdout);
+            return finish_output();
+        }
+    }
+    fprintf(stderr, "jsoncodec: no schema was built for the type '%s'\n", type_name);
+    return EXIT_USAGE;
+}
+
+int main(int argc, char **argv) {
+    enum command command;
+    const char *type_name = NULL;
+    const struct root_type *type = NULL;
+    /* The operands are gathered at the front of argv[2..]; the slots they
+     * move to have been read already. */
+    char **operands = argv + 2;
+    int operand_count = 0, compact = 0, options_done = 0, reads_stdin = 0, status = 0, i;
+
     for (i = 1; i < argc; i++) {
         if (strcmp(argv[i], "--help") == 0 || strcmp(argv[i], "-h") == 0) {
-            print_usage(stdout);
-            return 0;
+            print_help(stdout);
+            return finish_output();
+        }
+        if (strcmp(argv[i], "--version") == 0) {
+            puts("jsoncodec " JSONCODEC_VERSION);
+            return finish_output();
         }
         if (strcmp(argv[i], "--") == 0)
             break;
@@ -195,59 +385,59 @@ int main(int argc, char **argv) {
         command = CHECK;
     else if (strcmp(argv[1], "format") == 0)
         command = FORMAT;
+    else if (strcmp(argv[1], "schema") == 0)
+        command = SCHEMA;
     else
         return usage_error("unknown command", argv[1]);
 
     for (i = 2; i < argc; i++) {
-        const char *arg = argv[i];
+        char *arg = argv[i];
         if (!options_done && strcmp(arg, "--") == 0) {
             options_done = 1;
-        } else if (!options_done && strcmp(arg, "--type") == 0) {
-            if (i + 1 >= argc)
+        } else if (!options_done && command != SCHEMA &&
+                   (strcmp(arg, "--type") == 0 || strncmp(arg, "--type=", 7) == 0)) {
+            if (type_name != NULL)
+                return usage_error("--type given more than once", NULL);
+            if (arg[6] == '=')
+                type_name = arg + 7;
+            else if (i + 1 < argc)
+                type_name = argv[++i];
+            else
                 return usage_error("--type needs a type name", NULL);
-            if (type_name != NULL)
-                return usage_error("--type given more than once", NULL);
-            type_name = argv[++i];
-        } else if (!options_done && strncmp(arg, "--type=", 7) == 0) {
-            if (type_name != NULL)
-                return usage_error("--type given more than once", NULL);
-            type_name = arg + 7;
         } else if (!options_done && strcmp(arg, "--compact") == 0) {
             if (command != FORMAT)
                 return usage_error("--compact applies to format only", NULL);
             compact = 1;
         } else if (!options_done && arg[0] == '-' && arg[1] != '\0') {
-            return usage_error("unknown option", arg);
-        } else if (path != NULL) {
-            return usage_error("unexpected argument", arg);
+            return usage_error(command == SCHEMA ? "unknown option for schema" : "unknown option", arg);
         } else {
-            path = arg;
+            operands[operand_count++] = arg;
         }
     }
-    if (type_name == NULL)
-        return usage_error("missing --type", NULL);
-    type = find_root_type(type_name);
-    if (type == NULL)
+
+    if (command == SCHEMA) {
+        if (operand_count != 1)
+            return usage_error(operand_count == 0 ? "schema needs a type name" : "schema takes one type name",
+                               NULL);
+        return print_schema(operands[0]);
+    }
+
+    if (type_name != NULL && (type = find_root_type(type_name)) == NULL)
         return usage_error("unknown type", type_name);
-
-    text = read_input(path);
-    if (text == NULL)
-        return EXIT_USAGE;
-
-    errbuf[0] = '\0';
-    status = type->convert(text, command == FORMAT ? &json : NULL, compact ? 0 : 1, errbuf, sizeof errbuf);
-    free(text);
-    if (status != RMQC_OK) {
-        print_diagnostic(errbuf, status);
-        return EXIT_REFUSED;
+    if (command == FORMAT && operand_count > 1)
+        return usage_error("format takes one file", NULL);
+    for (i = 0; i < operand_count; i++) {
+        if (strcmp(operands[i], "-") == 0 && reads_stdin++ > 0)
+            return usage_error("standard input ('-') named more than once", NULL);
     }
-    if (json != NULL) {
-        int failed = fputs(json, stdout) == EOF || putchar('\n') == EOF;
-        free(json);
-        if (fflush(stdout) != 0 || failed) {
-            fprintf(stderr, "jsoncodec: cannot write standard output: %s\n", strerror(errno));
-            return EXIT_USAGE;
-        }
+
+    if (operand_count == 0)
+        return convert_file(command, NULL, type, compact);
+    for (i = 0; i < operand_count; i++) {
+        const char *path = strcmp(operands[i], "-") == 0 ? NULL : operands[i];
+        int file_status = convert_file(command, path, type, compact);
+        if (file_status > status)
+            status = file_status;
     }
-    return 0;
+    return status;
 }
