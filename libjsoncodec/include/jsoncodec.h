@@ -14,7 +14,8 @@
  *     released with rmqc_free_<T> (or, where it exists, rmqc_destroy_<T>
  *     followed by the caller's own free() of the top record);
  *   - JSON text returned by rmqc_json_from_<T> belongs to the caller and is
- *     released with free();
+ *     released with free() (it comes from jansson's allocator, which is
+ *     malloc unless the program set its own with json_set_alloc_funcs);
  *   - the library keeps no pointer to anything the caller passes in.
  *
  * Record layout conventions, shared by every record type:
@@ -588,7 +589,8 @@ typedef struct data_protection_policy {
  * rmqc_json_from_<T>(src, out_json, errbuf, errlen, pretty)
  *   Encodes the tree at `src` (only read) into new JSON text stored in
  *   *out_json: indented by four blanks when `pretty` is nonzero, compact
- *   otherwise, properties in record order. Release the text with free().
+ *   otherwise, properties in record order. Release the text with free()
+ *   (or jansson's own release function, if the program replaced it).
  *   On an encoding fault *out_json is not written.
  *
  * rmqc_free_<T>(p)
@@ -607,12 +609,14 @@ typedef struct data_protection_policy {
  * rmqc_free_workflow, rmqc_free_action) release one element with what it
  * owns and never follow its `next`.
  */
+/* rule: decode, encode, free (with its item list), destroy in place. */
 RMQC_API int32_t rmqc_json_to_rule(rule **out, const char *json, char *errbuf, uint64_t errlen);
 RMQC_API int32_t rmqc_json_from_rule(const rule *src, char **out_json, char *errbuf, uint64_t errlen,
                                      int32_t pretty);
 RMQC_API void rmqc_free_rule(rule *p);
 RMQC_API void rmqc_destroy_rule(rule *p);
 
+/* item_definition: decode, encode, free, destroy in place (one item, never its next). */
 RMQC_API int32_t rmqc_json_to_item_definition(item_definition **out, const char *json, char *errbuf,
                                               uint64_t errlen);
 RMQC_API int32_t rmqc_json_from_item_definition(const item_definition *src, char **out_json, char *errbuf,
@@ -620,16 +624,20 @@ RMQC_API int32_t rmqc_json_from_item_definition(const item_definition *src, char
 RMQC_API void rmqc_free_item_definition(item_definition *p);
 RMQC_API void rmqc_destroy_item_definition(item_definition *p);
 
+/* action: decode, encode, free (one action, never its next). */
 RMQC_API int32_t rmqc_json_to_action(action **out, const char *json, char *errbuf, uint64_t errlen);
 RMQC_API int32_t rmqc_json_from_action(const action *src, char **out_json, char *errbuf, uint64_t errlen,
                                        int32_t pretty);
 RMQC_API void rmqc_free_action(action *p);
 
+/* workflow: decode, encode, free (with its actions, never its next). */
 RMQC_API int32_t rmqc_json_to_workflow(workflow **out, const char *json, char *errbuf, uint64_t errlen);
 RMQC_API int32_t rmqc_json_from_workflow(const workflow *src, char **out_json, char *errbuf, uint64_t errlen,
                                          int32_t pretty);
 RMQC_API void rmqc_free_workflow(workflow *p);
 
+/* data_protection_policy: decode, encode, free and destroy in place (with
+ * every workflow and action). */
 RMQC_API int32_t rmqc_json_to_data_protection_policy(data_protection_policy **out, const char *json, char *errbuf,
                                                      uint64_t errlen);
 RMQC_API int32_t rmqc_json_from_data_protection_policy(const data_protection_policy *src, char **out_json,
