@@ -72,7 +72,8 @@ TEST(OutsideCorpus, EveryFileThroughEveryDecoder) {
                 continue;
             }
             ASSERT_EQ(status, RMQC_ERR_DECODE) << line;
-            const std::string root = "<" + std::string(decoder.name) + ">";
+            std::string root = "<";
+            root.append(decoder.name).append(">");
             const std::string text = line;
             ASSERT_EQ(text.rfind(root, 0), 0u) << text;
             const std::string rest = text.substr(root.size());

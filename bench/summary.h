@@ -1,0 +1,100 @@
+// The names of the benchmarks, and the reporter that prints, after the
+// usual per-benchmark lines, one summary table computed from the same run.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <cstddef>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "alloc_count.h"
+
+namespace bench {
+
+// What is measured on a whole policy document.
+enum class Measure {
+    Loads,         // json_loads, the tree released outside the timing
+    LoadsRelease,  // json_loads and json_decref, both timed
+    Decode,        // rmqc_json_to_data_protection_policy, the result released outside the timing
+    CopyDumps,     // json_deep_copy + json_dumps compact of a parsed tree
+    Encode,        // rmqc_json_from_data_protection_policy compact
+    CopyDumpsPretty,
+    EncodePretty,
+};
+constexpr Measure all_measures[] = {Measure::Loads,  Measure::LoadsRelease,    Measure::Decode,
+                                    Measure::CopyDumps, Measure::Encode, Measure::CopyDumpsPretty,
+                                    Measure::EncodePretty};
+
+std::string policy_bench_name(Measure measure, const std::string &size_label);
+// The single-action benchmarks: rmqc_json_to_action on the action of one
+// kind (a traditional backup for the backup kind) or one backup subtype, or
+// json_loads alone on the same text.
+std::string kind_bench_name(int kind_tag, bool json_loads_only);
+std::string subtype_bench_name(int subtype_tag, bool json_loads_only);
+
+// A policy document of the run.
+struct SizeInfo {
+    std::string label;  // "1MB", "10MB", "100MB"
+    std::size_t bytes;  // of its compact text
+};
+
+// Allocation counts of the conversions of one policy, taken before the
+// timed runs.
+struct AllocReport {
+    std::string label;
+    std::size_t bytes = 0;
+    AllocCounts loads;          // json_loads alone
+    AllocCounts decode;         // rmqc_json_to_data_protection_policy
+    AllocCounts release;        // rmqc_free_data_protection_policy of its result
+    AllocCounts encode;         // rmqc_json_from_data_protection_policy, compact
+    AllocCounts encode_pretty;  // ... pretty
+    AllocCounts copy_dumps;     // json_deep_copy + json_dumps, compact
+    AllocCounts copy_dumps_pretty;
+};
+
+// Batch size of the single-action benchmarks: decodes per iteration.
+constexpr int ACTION_BATCH = 32;
+
+// What the table needs beyond the runs themselves.
+struct RunInfo {
+    std::vector<SizeInfo> sizes;          // smallest first
+    std::vector<std::size_t> kind_bytes;  // text size of each single action, by tag - 1
+    std::vector<std::size_t> subtype_bytes;
+    AllocReport allocs;       // bytes == 0: not counted
+    std::string load_before;  // load average when the program started
+};
+
+class SummaryReporter : public benchmark::ConsoleReporter {
+public:
+    SummaryReporter(OutputOptions options, RunInfo info);
+
+    void ReportRuns(const std::vector<Run> &runs) override;
+    void Finalize() override;
+
+protected:
+    // Of the aggregates of repeated benchmarks, prints the fastest and the
+    // coefficient of variation only.
+    void PrintRunData(const Run &run) override;
+
+private:
+    // CPU seconds per iteration of a benchmark (of its fastest repetition
+    // when repeated), or a negative number when it was not run.
+    double seconds(const std::string &name) const;
+    double policy_seconds(Measure measure, const SizeInfo &size) const;
+    double action_seconds(const std::string &name) const;  // per single decode
+
+    RunInfo info_;
+    struct Sum {
+        double total = 0;
+        int count = 0;
+    };
+    std::map<std::string, Sum> iterations_;  // per-run times of each benchmark
+    std::map<std::string, double> fastest_;  // the fastest repetition, when repeated
+};
+
+// The first three numbers of /proc/loadavg.
+std::string load_average();
+
+}  // namespace bench
