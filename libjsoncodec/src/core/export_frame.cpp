@@ -46,8 +46,11 @@ int append_text(const char *bytes, size_t size, void *data) {
             sink.failed = true;
             return -1;
         }
-        if (sink.length != 0) std::memcpy(grown, sink.text, sink.length);
-        sink.release(sink.text);
+        // jansson never hands NULL to a program's own release function.
+        if (sink.text != nullptr) {
+            std::memcpy(grown, sink.text, sink.length);
+            sink.release(sink.text);
+        }
         sink.text = grown;
         sink.capacity = capacity;
     }
