@@ -1,8 +1,8 @@
 // Counting of heap allocations during a conversion. The benchmark is
-// linked with --wrap for malloc, calloc, realloc, strdup and free, so the
-// library's own calls (it is linked statically) reach the counters here;
-// jansson's go through its allocator hook to the same counters, kept apart.
-// Counting never refuses an allocation.
+// linked with --wrap for malloc, calloc, realloc, strdup and free and with
+// the tests' heap injector, so the library's own calls (it is linked
+// statically) are counted; jansson's go through its allocator hook to the
+// same counters, kept apart. Counting never refuses an allocation.
 #pragma once
 
 #include <cstdint>

@@ -128,15 +128,6 @@ private:
     bool after_key_ = false;
 };
 
-std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
-std::string format(const char *pattern, ...) {
-    char buffer[256];
-    va_list args;
-    va_start(args, pattern);
-    std::vsnprintf(buffer, sizeof buffer, pattern, args);
-    va_end(args);
-    return buffer;
-}
 
 // ------------------------------------------------------------ vocabulary
 
@@ -572,6 +563,19 @@ void workflow(Writer &w, int number, uint64_t &action_number, Rng &rng) {
 }
 
 }  // namespace
+
+std::string format(const char *pattern, ...) {
+    va_list args;
+    va_start(args, pattern);
+    va_list again;
+    va_copy(again, args);
+    const int needed = std::vsnprintf(nullptr, 0, pattern, args);
+    va_end(args);
+    std::string text(needed > 0 ? static_cast<size_t>(needed) : 0, '\0');
+    if (needed > 0) std::vsnprintf(text.data(), text.size() + 1, pattern, again);
+    va_end(again);
+    return text;
+}
 
 const char *kind_text(int tag) { return kind_texts[tag - 1]; }
 const char *kind_label(int tag) { return kind_labels[tag - 1]; }

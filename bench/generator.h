@@ -27,6 +27,9 @@ const char *subtype_text(int tag);
 // decoded policy reproduces the text. The same seed gives the same text.
 std::string make_policy(std::size_t target_bytes, uint64_t seed);
 
+// printf into a std::string of whatever length the text needs.
+std::string format(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
+
 // One compact action of kind `kind_tag` (a backup of subtype
 // `subtype_tag` when the kind is backup) whose kind record holds its
 // required settings only. The properties shared by all kinds come from

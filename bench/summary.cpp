@@ -3,7 +3,6 @@
 // targets, all from the runs of this process.
 #include "summary.h"
 
-#include <cstdarg>
 #include <cstdio>
 #include <fstream>
 #include <ostream>
@@ -41,22 +40,13 @@ const char *measure_title(Measure measure) {
     return "?";
 }
 
-std::string printf_string(const char *pattern, ...) __attribute__((format(printf, 1, 2)));
-std::string printf_string(const char *pattern, ...) {
-    char buffer[512];
-    va_list args;
-    va_start(args, pattern);
-    std::vsnprintf(buffer, sizeof buffer, pattern, args);
-    va_end(args);
-    return buffer;
-}
 
 constexpr double MB = 1024.0 * 1024.0;
 constexpr int LABEL_WIDTH = 52;
 
 // A number in a column, or "n/a" for one that could not be computed.
 std::string cell(double value, const char *pattern = "%10.2f") {
-    return value < 0 ? printf_string("%10s", "n/a") : printf_string(pattern, value);
+    return value < 0 ? format("%10s", "n/a") : format(pattern, value);
 }
 
 double ratio(double a, double b) { return a < 0 || b <= 0 ? -1 : a / b; }
@@ -74,12 +64,12 @@ std::string policy_bench_name(Measure measure, const std::string &size_label) {
 }
 
 std::string kind_bench_name(int kind_tag, bool json_loads_only) {
-    return printf_string("action_kind/%02d_%s/%s", kind_tag, kind_label(kind_tag),
+    return format("action_kind/%02d_%s/%s", kind_tag, kind_label(kind_tag),
                          json_loads_only ? "json_loads" : "decode");
 }
 
 std::string subtype_bench_name(int subtype_tag, bool json_loads_only) {
-    return printf_string("backup_subtype/%d_%s/%s", subtype_tag, subtype_text(subtype_tag),
+    return format("backup_subtype/%d_%s/%s", subtype_tag, subtype_text(subtype_tag),
                          json_loads_only ? "json_loads" : "decode");
 }
 
@@ -136,7 +126,7 @@ void SummaryReporter::Finalize() {
     std::ostream &out = GetOutputStream();
     const std::vector<SizeInfo> &sizes = info_.sizes;
     auto row = [&](const std::string &label, const std::vector<double> &values, const char *pattern = "%10.2f") {
-        out << printf_string("  %-*s", LABEL_WIDTH, label.c_str());
+        out << format("  %-*s", LABEL_WIDTH, label.c_str());
         for (double value : values) out << ' ' << cell(value, pattern);
         out << '\n';
     };
@@ -145,8 +135,8 @@ void SummaryReporter::Finalize() {
             out << title << '\n';
             return;
         }
-        out << printf_string("%-*s", LABEL_WIDTH + 2, title.c_str());
-        for (const std::string &column : columns) out << printf_string(" %10s", column.c_str());
+        out << format("%-*s", LABEL_WIDTH + 2, title.c_str());
+        for (const std::string &column : columns) out << format(" %10s", column.c_str());
         out << '\n';
     };
     std::vector<std::string> size_columns;
@@ -156,7 +146,7 @@ void SummaryReporter::Finalize() {
     out << "CPU time of the measuring thread, the fastest of the repetitions; MB = 2^20 bytes.\n";
     out << "Load average (1/5/15 min): " << info_.load_before << " at start, " << load_average() << " at end.\n";
     out << "Policies:";
-    for (const SizeInfo &size : sizes) out << printf_string(" %s = %zu bytes;", size.label.c_str(), size.bytes);
+    for (const SizeInfo &size : sizes) out << format(" %s = %zu bytes;", size.label.c_str(), size.bytes);
     out << "\njson_loads parses with JSON_REJECT_DUPLICATES, as the decoder does. Both encoding sides free\n"
            "their text inside the timing, and deep_copy + dumps releases its copy there too, as the encoder\n"
            "releases the tree it builds. Encode throughput counts the compact input bytes.\n\n";
@@ -201,7 +191,7 @@ void SummaryReporter::Finalize() {
     // Single actions: the decode, json_loads of the same text, their ratio
     // (the decode adds the conversion and the release of the parsed tree),
     // and the size of the text.
-    header(printf_string("Single actions, ns per call (%d per batch)", ACTION_BATCH),
+    header(format("Single actions, ns per call (%d per batch)", ACTION_BATCH),
            {"decode", "json_loads", "dec/loads", "bytes"});
     auto kind_bytes = [&](int tag) {
         return tag <= static_cast<int>(info_.kind_bytes.size()) ? static_cast<double>(info_.kind_bytes[tag - 1]) : -1;
@@ -224,7 +214,7 @@ void SummaryReporter::Finalize() {
         return times(subtype_bench_name(tag, false), subtype_bench_name(tag, true), subtype_bytes(tag));
     };
     auto action_row = [&](const std::string &label, const ActionTimes &t) {
-        out << printf_string("  %-*s", LABEL_WIDTH, label.c_str()) << ' ' << cell(t.decode, "%10.0f") << ' '
+        out << format("  %-*s", LABEL_WIDTH, label.c_str()) << ' ' << cell(t.decode, "%10.0f") << ' '
             << cell(t.loads, "%10.0f") << ' ' << cell(t.share, "%10.3f") << ' ' << cell(t.bytes, "%10.0f") << '\n';
     };
     auto ratio_of = [&](const std::string &label, const ActionTimes &a_times, const ActionTimes &b_times) {
@@ -235,9 +225,9 @@ void SummaryReporter::Finalize() {
         return ratio(a_times.decode, b_times.decode);
     };
     for (int tag = 1; tag <= ACTION_KINDS; ++tag)
-        action_row(printf_string("tag %2d %s%s", tag, kind_text(tag), tag == 1 ? " (traditional)" : ""), kind_times(tag));
+        action_row(format("tag %2d %s%s", tag, kind_text(tag), tag == 1 ? " (traditional)" : ""), kind_times(tag));
     for (int tag = 1; tag <= BACKUP_SUBTYPES; ++tag)
-        action_row(printf_string("backup subtype %d %s", tag, subtype_text(tag)), subtype_times(tag));
+        action_row(format("backup subtype %d %s", tag, subtype_text(tag)), subtype_times(tag));
     double tag15_tag2 = ratio_of("tag 15 / tag 2", kind_times(15), kind_times(2));
     double proxy_traditional =
         ratio_of("proxy (vmware-kestrel) / traditional", subtype_times(5), subtype_times(1));
@@ -246,7 +236,7 @@ void SummaryReporter::Finalize() {
     const AllocReport &a = info_.allocs;
     double extra = -1, library_encode = -1;
     if (a.bytes != 0) {
-        header(printf_string("Heap allocations, %s policy, before the timed runs", a.label.c_str()), {"count"});
+        header(format("Heap allocations, %s policy, before the timed runs", a.label.c_str()), {"count"});
         auto count = [&](const std::string &label, double value) { row(label, {value}, "%10.0f"); };
         auto as_double = [](uint64_t n) { return static_cast<double>(n); };
         uint64_t decode_total = a.decode.library_allocs + a.decode.jansson_allocs;
@@ -277,7 +267,7 @@ void SummaryReporter::Finalize() {
     };
     auto target = [&](const std::string &label, double value, double low, double high,
                       const char *pattern = "%10.3f") {
-        out << printf_string("  %-*s %10s  %s\n", LABEL_WIDTH, label.c_str(), cell(value, pattern).c_str(),
+        out << format("  %-*s %10s  %s\n", LABEL_WIDTH, label.c_str(), cell(value, pattern).c_str(),
                              verdict(value, low, high));
     };
     header("Targets", {"measured"});
@@ -291,7 +281,7 @@ void SummaryReporter::Finalize() {
     target("encode compact per MB, " + span + " within 0.8..1.2", scaling(Measure::Encode), 0.8, 1.2);
     target("encode pretty per MB, " + span + " within 0.8..1.2", scaling(Measure::EncodePretty), 0.8, 1.2);
     target("encode: allocations by the library itself = 0", library_encode, 0, 0, "%10.0f");
-    out << printf_string("  %-*s %10s  %s\n", LABEL_WIDTH, "decode: allocations beyond json_loads and the result",
+    out << format("  %-*s %10s  %s\n", LABEL_WIDTH, "decode: allocations beyond json_loads and the result",
                          cell(extra, "%10.0f").c_str(), "(reported)");
     out.flush();
 }

@@ -20,7 +20,7 @@
 #include <thread>
 #include <vector>
 
-#include "jsoncodec.h"
+#include "root_calls.h"
 
 namespace {
 
@@ -40,58 +40,45 @@ std::string describe(const Outcome &o) {
            std::to_string(o.compact.size()) + " bytes, pretty " + std::to_string(o.pretty.size()) + " bytes";
 }
 
-template <class T, int32_t (*To)(T **, const char *, char *, uint64_t),
-          int32_t (*From)(const T *, char **, char *, uint64_t, int32_t), void (*Free)(T *)>
-struct Root {
-    // The JSON text of `tree`, or the status and diagnostic line of the fault.
-    static std::string encode(const T *tree, int32_t pretty) {
-        char buf[2048] = "";
-        char *json = nullptr;
-        int32_t status = From(tree, &json, buf, sizeof buf, pretty);
-        if (status != RMQC_OK) return "encoding fault " + std::to_string(status) + ": " + buf;
-        std::string text = json;
-        std::free(json);
-        return text;
+const ErasedRoot root_types[] = {JSONCODEC_ERASED_ROOT(data_protection_policy), JSONCODEC_ERASED_ROOT(workflow),
+                                 JSONCODEC_ERASED_ROOT(action), JSONCODEC_ERASED_ROOT(rule),
+                                 JSONCODEC_ERASED_ROOT(item_definition)};
+
+// The JSON text of `tree`, or the status and diagnostic line of the fault.
+std::string encode(const ErasedRoot &type, const void *tree, int32_t pretty) {
+    char buf[2048] = "";
+    char *json = nullptr;
+    int32_t status = type.from(tree, &json, buf, sizeof buf, pretty);
+    if (status != RMQC_OK) return "encoding fault " + std::to_string(status) + ": " + buf;
+    std::string text = json;
+    std::free(json);
+    return text;
+}
+
+Outcome convert(const ErasedRoot &type, const std::string &text) {
+    char buf[2048] = "";
+    void *tree = nullptr;
+    Outcome o{type.to(&tree, text.c_str(), buf, sizeof buf), buf, "", ""};
+    if (o.status == RMQC_OK) {
+        o.compact = encode(type, tree, 0);
+        o.pretty = encode(type, tree, 1);
     }
+    type.release(tree);
+    return o;
+}
 
-    static Outcome convert(const std::string &text) {
-        char buf[2048] = "";
-        T *tree = nullptr;
-        Outcome o{To(&tree, text.c_str(), buf, sizeof buf), buf, "", ""};
-        if (o.status == RMQC_OK) {
-            o.compact = encode(tree, 0);
-            o.pretty = encode(tree, 1);
-        }
-        Free(tree);
-        return o;
-    }
+// Wraps a tree, released with the last copy of the wrapper, as its encoder.
+std::function<std::string(int32_t)> encoder_of(const ErasedRoot &type, void *tree) {
+    std::shared_ptr<void> kept(tree, type.release);
+    return [&type, kept](int32_t pretty) { return encode(type, kept.get(), pretty); };
+}
 
-    // Wraps a tree, released with the last copy of the wrapper, as its encoder.
-    static std::function<std::string(int32_t)> encoder_of(T *tree) {
-        std::shared_ptr<const T> kept(tree, [](const T *p) { Free(const_cast<T *>(p)); });
-        return [kept](int32_t pretty) { return encode(kept.get(), pretty); };
-    }
-
-    // The encoder of `text` decoded once, or nothing when it is refused.
-    static std::function<std::string(int32_t)> decode_once(const std::string &text) {
-        T *tree = nullptr;
-        if (To(&tree, text.c_str(), nullptr, 0) != RMQC_OK) return {};
-        return encoder_of(tree);
-    }
-};
-
-#define JSONCODEC_ROOT(T) Root<T, rmqc_json_to_##T, rmqc_json_from_##T, rmqc_free_##T>
-
-struct RootType {
-    const char *name;
-    Outcome (*convert)(const std::string &);
-    std::function<std::string(int32_t)> (*decode_once)(const std::string &);
-};
-#define JSONCODEC_ROOT_TYPE(T) RootType{#T, JSONCODEC_ROOT(T)::convert, JSONCODEC_ROOT(T)::decode_once}
-
-const RootType root_types[] = {JSONCODEC_ROOT_TYPE(data_protection_policy), JSONCODEC_ROOT_TYPE(workflow),
-                               JSONCODEC_ROOT_TYPE(action), JSONCODEC_ROOT_TYPE(rule),
-                               JSONCODEC_ROOT_TYPE(item_definition)};
+// The encoder of `text` decoded once, or nothing when it is refused.
+std::function<std::string(int32_t)> decode_once(const ErasedRoot &type, const std::string &text) {
+    void *tree = nullptr;
+    if (type.to(&tree, text.c_str(), nullptr, 0) != RMQC_OK) return {};
+    return encoder_of(type, tree);
+}
 
 struct Document {
     std::string name;
@@ -184,7 +171,7 @@ void run_together(const std::function<void(int, Failures &)> &body) {
 
 struct Job {
     const Document *doc;
-    const RootType *type;
+    const ErasedRoot *type;
     std::string name() const { return doc->name + " as " + type->name; }
 };
 
@@ -195,7 +182,7 @@ struct Job {
 TEST(Concurrency, DifferentDocumentsConvertAtOnceAsOnOneThread) {
     std::vector<Job> jobs;
     for (const Document &doc : documents())
-        for (const RootType &type : root_types) jobs.push_back({&doc, &type});
+        for (const ErasedRoot &type : root_types) jobs.push_back({&doc, &type});
     ASSERT_GE(documents().size(), 9u);
 
     constexpr int kRounds = 10;
@@ -206,7 +193,7 @@ TEST(Concurrency, DifferentDocumentsConvertAtOnceAsOnOneThread) {
             for (size_t k = 0; k < jobs.size(); k++) {
                 const size_t j = (begin + k) % jobs.size();
                 const InFlight busy;
-                Outcome got = jobs[j].type->convert(jobs[j].doc->text);
+                Outcome got = convert(*jobs[j].type, jobs[j].doc->text);
                 if (round == 0)
                     first_round[t][j] = std::move(got);
                 else if (got != first_round[t][j])
@@ -217,7 +204,7 @@ TEST(Concurrency, DifferentDocumentsConvertAtOnceAsOnOneThread) {
 
     size_t decoded = 0;
     for (size_t j = 0; j < jobs.size(); j++) {
-        const Outcome alone = jobs[j].type->convert(jobs[j].doc->text);
+        const Outcome alone = convert(*jobs[j].type, jobs[j].doc->text);
         decoded += alone.status == RMQC_OK;
         for (int t = 0; t < kThreads; t++)
             EXPECT_EQ(first_round[t][j], alone)
@@ -237,16 +224,17 @@ TEST(Concurrency, OneSharedTreeEncodedFromEveryThread) {
     };
     std::vector<Shared> trees;
     for (const Document &doc : documents())
-        for (const RootType &type : root_types)
-            if (auto encode = type.decode_once(doc.text))
-                trees.push_back({doc.name + " as " + type.name, encode, encode(0), encode(1)});
+        for (const ErasedRoot &type : root_types)
+            if (auto encoder = decode_once(type, doc.text))
+                trees.push_back({doc.name + " as " + type.name, encoder, encoder(0), encoder(1)});
 
     // A text that is not UTF-8 is passed through the conversion hook, which
     // every thread then reads; the JSON library still refuses the result.
     auto *odd = static_cast<item_definition *>(std::calloc(1, sizeof(item_definition)));
     odd->item_definitionValue = strdup("\xff");
     odd->item_definitionValue_present = 1;
-    auto odd_encode = JSONCODEC_ROOT(item_definition)::encoder_of(odd);
+    static const ErasedRoot item_root = JSONCODEC_ERASED_ROOT(item_definition);
+    auto odd_encode = encoder_of(item_root, odd);
     trees.push_back({"item_definition not in UTF-8", odd_encode, odd_encode(0), odd_encode(1)});
     ASSERT_EQ(trees.back().compact.rfind("encoding fault 203: <item_definition>.item_definitionValue", 0), 0u)
         << trees.back().compact;

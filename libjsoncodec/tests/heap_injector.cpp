@@ -30,7 +30,7 @@ char *__wrap_strdup(const char *s) {
 }
 
 void __wrap_free(void *p) {
-    injector.forget(p);
+    injector.freed(p);
     __real_free(p);
 }
 }
@@ -44,7 +44,11 @@ void *jansson_malloc(size_t size) {
     return p;
 }
 
-void jansson_free(void *p) { __wrap_free(p); }
+void jansson_free(void *p) {
+    injector.in_jansson = true;
+    __wrap_free(p);
+    injector.in_jansson = false;
+}
 
 }  // namespace
 

@@ -1,8 +1,9 @@
-// A heap that refuses one chosen allocation. The test executables that
-// include this are linked with --wrap for malloc, calloc, realloc, strdup
-// and free, so every such call made by the library's objects (and by the
-// tests) goes through the counting wrappers of heap_injector.cpp; jansson's
-// allocations reach the same counter through its allocator hook.
+// A heap that counts allocations and can refuse one chosen allocation. The
+// executables that include this (the tests that refuse allocations, and the
+// benchmarks, which only count) are linked with --wrap for malloc, calloc,
+// realloc, strdup and free, so every such call made by the library's
+// objects goes through the wrappers of heap_injector.cpp; jansson's
+// allocations reach the same counters through its allocator hook.
 #pragma once
 
 #include <cstddef>
@@ -12,6 +13,9 @@
 struct Injector {
     bool armed = false;
     uint64_t count = 0;              // allocations asked for since arming
+    uint64_t jansson_count = 0;      // ... of them through jansson's hook
+    uint64_t frees = 0;              // non-NULL blocks freed since arming
+    uint64_t jansson_frees = 0;      // ... of them through jansson's hook
     uint64_t fail_at = 0;            // the allocation to refuse; 0 refuses none
     bool refused = false;            // whether that allocation was reached
     bool in_jansson = false;         // the allocation being made is jansson's
@@ -23,6 +27,9 @@ struct Injector {
     void arm(uint64_t k) {
         armed = true;
         count = 0;
+        jansson_count = 0;
+        frees = 0;
+        jansson_frees = 0;
         fail_at = k;
         refused = false;
         refused_in_jansson = false;
@@ -38,6 +45,7 @@ struct Injector {
     bool refuse() {
         if (!armed) return false;
         ++count;
+        if (in_jansson) ++jansson_count;
         if (count != fail_at) return false;
         refused = true;
         refused_in_jansson = in_jansson;
@@ -47,8 +55,14 @@ struct Injector {
         if (armed && p != nullptr) live.insert(p);
         return p;
     }
+    // A block that moved (realloc) or was freed.
     void forget(void *p) {
         if (p != nullptr) live.erase(p);
+    }
+    void freed(void *p) {
+        if (p == nullptr) return;
+        if (armed) ++(in_jansson ? jansson_frees : frees);
+        live.erase(p);
     }
 };
 
