@@ -1,22 +1,19 @@
-"""Tests of the JSON Schemas that `jsoncodec schema TYPE` prints, with an
-independent validator (python3-jsonschema, draft 2020-12).
-
-- Each schema is a well-formed draft 2020-12 schema whose references all
-  resolve.
-- The example documents get their expected verdicts: the valid ones are
-  accepted by their type's schema, the faulty ones refused.
-- The schema and the library agree: every example and seed document, as
-  every root type, and mutants of the valid documents (a property removed,
-  a value of another JSON type, an unknown text, an integer out of range,
-  an unknown property added, in every object of the document) are accepted
-  by the schema exactly when `jsoncodec check` accepts them.
-
-Documents the schema's data model cannot represent (text that does not
-parse, repeated keys) are left out of the comparison: the decoder refuses
-them before any schema question arises.
-
-usage: /usr/bin/python3 schema_test.py TOOL EXAMPLES_DIR SEEDS_DIR
-"""
+# The JSON Schemas that `jsoncodec schema TYPE` prints, against an
+# independent validator (python3-jsonschema, draft 2020-12): each is a valid
+# schema of its root type; each example and seed document is accepted by its
+# own type's schema unless its name says faulty; and the schemas agree with
+# `jsoncodec check` on every such document as every root type, and on mutants
+# of the valid ones as their own type (in each object, a property removed or
+# given a value of another JSON type, another text or an integer out of
+# range, or an unknown property added). Mutants are not judged as the other
+# types: the parser refuses an integer out of range wherever it is.
+#
+# A document's type is the start of its file name (policy stands for
+# data_protection_policy). Documents the schema's data model cannot hold
+# (text that does not parse, repeated keys) are left out: the decoder refuses
+# them before any schema question arises.
+#
+# usage: /usr/bin/python3 schema_test.py TOOL EXAMPLES_DIR SEEDS_DIR
 import copy
 import json
 import os
@@ -27,260 +24,118 @@ import tempfile
 try:
     import jsonschema
 except ImportError as error:
-    print(f"FAIL: the validator cannot be imported ({error}); install the Debian package python3-jsonschema "
-          f"and run this test with /usr/bin/python3 (this is {sys.executable})")
-    sys.exit(1)
+    sys.exit(f"FAIL: cannot import the validator ({error}); install python3-jsonschema and run with /usr/bin/python3")
 
-ROOT_TYPES = ["data_protection_policy", "workflow", "action", "rule", "item_definition"]
-DRAFT = "https://json-schema.org/draft/2020-12/schema"
-
-# Example documents: root type, and whether the library accepts them.
-EXAMPLES = {
-    "rule.json": ("rule", True),
-    "item_definition.json": ("item_definition", True),
-    "policy.json": ("data_protection_policy", True),
-    "action.json": ("action", True),
-    "rule-faulty.json": ("rule", False),
-    "policy-faulty-subtype.json": ("data_protection_policy", False),
-    "policy-faulty-kind.json": ("data_protection_policy", False),
-    "workflow-faulty-discover.json": ("workflow", False),
-}
-
-# Valid seed documents to mutate, with their root types.
-SEED_ROOTS = {
-    "action-backup-vmware.json": "action",
-    "action-exercise.json": "action",
-    "policy-minimal.json": "data_protection_policy",
-    "workflow-minimal.json": "workflow",
-}
-
-INT64_MAX = 2**63 - 1
-INT64_MIN = -(2**63)
-
-passed = 0
+ROOTS = ["data_protection_policy", "workflow", "action", "rule", "item_definition"]
+TOOL = sys.argv[1]
 failed = 0
 
 
-def verdict(ok, name, details=()):
-    global passed, failed
-    if ok:
-        passed += 1
-        print(f"ok: {name}")
-    else:
-        failed += 1
-        print(f"FAIL: {name}")
-        for line in list(details)[:20]:
-            print(f"  {line}")
+def verdict(problems, name):
+    global failed
+    failed += bool(problems)
+    print(f"{'FAIL' if problems else 'ok'}: {name}", *problems[:20], sep="\n  ")
 
 
-def run_tool(*args):
-    return subprocess.run([TOOL, *args], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+# The document at path, or None when it does not parse or repeats a key.
+def load(path):
+    def no_repeats(pairs):
+        if len({key for key, _ in pairs}) != len(pairs):
+            raise ValueError("repeated key")
+        return dict(pairs)
+    try:
+        with open(path, encoding="utf-8") as stream:
+            return json.load(stream, object_pairs_hook=no_repeats)
+    except ValueError:
+        return None
 
 
-def refuse_repeated_keys(pairs):
-    keys = [key for key, _ in pairs]
-    if len(keys) != len(set(keys)):
-        raise ValueError("repeated key")
-    return dict(pairs)
-
-
-def load_document(path):
-    """The document at path, or None when it does not parse or repeats a key."""
-    with open(path, encoding="utf-8") as stream:
-        try:
-            return json.load(stream, object_pairs_hook=refuse_repeated_keys)
-        except ValueError:
-            return None
-
-
-def refs(node):
-    if isinstance(node, dict):
-        for key, value in node.items():
-            if key == "$ref":
-                yield value
-            else:
-                yield from refs(value)
-    elif isinstance(node, list):
-        for value in node:
-            yield from refs(value)
-
-
-def library_refusals(root, paths):
-    """The subset of paths that `jsoncodec check --type root` refuses."""
-    result = run_tool("check", "--type", root, *paths)
-    refused = set()
-    for line in result.stderr.splitlines():
-        name, _, _ = line.partition(": ")
-        refused.add(name)
-    if result.returncode != (1 if refused else 0) or not refused <= set(paths):
-        raise RuntimeError(f"check --type {root}: exit status {result.returncode}, stderr:\n{result.stderr}")
-    return refused
+def own_root(path):
+    prefix = os.path.basename(path).split("-")[0].split(".")[0]
+    return "data_protection_policy" if prefix == "policy" else prefix
 
 
 def wrong_values(value):
-    """Replacements for value that are no longer what its property allows,
-    or (for strings) may or may not be, depending on whether it is an enum."""
     if isinstance(value, bool):
         return ["true"]
     if isinstance(value, int):
-        return [str(value), INT64_MAX + 1, INT64_MIN - 1]
+        return [str(value), 2**63, -2**63 - 1]
     if isinstance(value, str):
-        return [7, "no such text"]
-    if isinstance(value, list):
-        wrong = [{}]
-        if value and not isinstance(value[0], dict):
-            wrong.append([True] + value[1:])
-        if value and isinstance(value[0], dict):
-            wrong.append(["not an object"] + value[1:])
-        return wrong
-    if isinstance(value, dict):
-        return [[]]
-    return []
+        return [7, "no such text"]  # refused by an enum only
+    return [{}, [True] + value[1:]] if isinstance(value, list) else [[]]
 
 
+# (change, copy of document with that change in one object); every array on
+# the way to the object holds only the element on the way.
 def mutants(document):
-    """(description, mutant) for every object of document: an unknown
-    property added, and for each property: removed, or given each of its
-    wrong values."""
+    def objects(node, where):
+        if isinstance(node, dict):
+            yield where, node
+        for key, value in (node.items() if isinstance(node, dict) else enumerate(node)):
+            if isinstance(value, (dict, list)):
+                yield from objects(value, where + [key])
 
-    def walk(node, where):
-        if isinstance(node, list):
-            for index, item in enumerate(node):
-                yield from walk(item, where + [index])
-            return
-        if not isinstance(node, dict):
-            return
-        yield where, None, None
-        for key, value in node.items():
-            yield where, key, value
-            yield from walk(value, where + [key])
-
-    def pruned(where):
-        """A copy of document in which every array on the way to where holds
-        only the element on the way (which keeps the mutants small), and
-        the object at where in that copy."""
-        mutant = copy.deepcopy(document)
-        node = mutant
-        for step in where:
-            if isinstance(node, list):
-                node[:] = [node[step]]
-                node = node[0]
-            else:
+    for where, found in list(objects(document, [])):
+        changes = [("zzUnknownProperty", {"any": ["thing"]})]
+        for key, value in found.items():
+            changes += [(key, None)] + [(key, wrong) for wrong in wrong_values(value)]
+        for key, wrong in changes:
+            mutant = node = copy.deepcopy(document)
+            for step in where:
+                if isinstance(node, list):
+                    node[:], step = [node[step]], 0
                 node = node[step]
-        return mutant, node
-
-    for where, key, value in list(walk(document, [])):
-        place = "/".join(str(step) for step in where)
-        if key is None:
-            mutant, node = pruned(where)
-            node["zzUnknownProperty"] = {"any": ["thing"]}
-            yield f"{place}: unknown property added", mutant
-            continue
-        mutant, node = pruned(where)
-        del node[key]
-        yield f"{place}/{key} removed", mutant
-        for wrong in wrong_values(value):
-            mutant, node = pruned(where)
-            node[key] = wrong
-            yield f"{place}/{key} = {json.dumps(wrong)[:40]}", mutant
+            if wrong is None:
+                del node[key]
+            else:
+                node[key] = wrong
+            yield f"{'/'.join(map(str, where + [key]))} {'removed' if wrong is None else json.dumps(wrong)}", mutant
 
 
-def main():
-    global TOOL
-    if len(sys.argv) != 4:
-        print(f"usage: {sys.argv[0]} TOOL EXAMPLES_DIR SEEDS_DIR", file=sys.stderr)
-        return 2
-    TOOL, examples, seeds = sys.argv[1:]
-
-    # --- the schemas themselves ------------------------------------------
-    validators = {}
-    for root in ROOT_TYPES:
-        result = run_tool("schema", root)
-        problems = []
-        try:
-            schema = json.loads(result.stdout)
-            jsonschema.Draft202012Validator.check_schema(schema)
-            if result.returncode != 0 or result.stderr:
-                problems.append(f"exit status {result.returncode}, stderr {result.stderr!r}")
-            if schema.get("$schema") != DRAFT or schema.get("title") != root or schema.get("$ref") != f"#/$defs/{root}":
-                problems.append("$schema, title or top-level $ref is not that of the root type")
-            defs = schema.get("$defs", {})
-            problems += [f"dangling reference {ref}" for ref in refs(schema)
-                         if not ref.startswith("#/$defs/") or ref[len("#/$defs/"):] not in defs]
-            validators[root] = jsonschema.Draft202012Validator(schema)
-        except (ValueError, jsonschema.exceptions.SchemaError) as error:
-            problems.append(str(error))
-        verdict(not problems, f"schema {root} is a valid draft 2020-12 schema with resolvable references", problems)
-    if len(validators) != len(ROOT_TYPES):
-        print(f"{passed} passed, {failed} failed")
-        return 1
-
-    def accepts(root, document):
-        return validators[root].is_valid(document)
-
-    # --- expected verdicts of the examples --------------------------------
+# cases: path -> (description, document, the root types to judge it as).
+def compare(cases, what):
     problems = []
-    for name, (root, valid) in EXAMPLES.items():
-        document = load_document(os.path.join(examples, name))
-        if document is None or accepts(root, document) != valid:
-            problems.append(f"{name} as {root}: the schema should {'accept' if valid else 'refuse'} it")
-    verdict(not problems, "the schemas accept the valid examples and refuse the faulty ones", problems)
-
-    # The fault the library names is the one the validator finds.
-    error = jsonschema.exceptions.best_match(
-        validators["rule"].iter_errors(load_document(os.path.join(examples, "rule-faulty.json"))))
-    verdict(error is not None and list(error.absolute_path) == ["ruleItem_Definitions", 1, "item_definitionType"],
-            "the validator places the faulty rule's fault where the library does",
-            [f"validator: {list(error.absolute_path) if error else None}"])
-
-    # --- agreement with the library ---------------------------------------
-    with tempfile.TemporaryDirectory(prefix="jsoncodec-schema.") as work:
-        documents = {}  # path -> document, for every file given to the library
-        for folder in (examples, seeds):
-            for name in sorted(os.listdir(folder)):
-                if name.endswith(".json"):
-                    path = os.path.join(folder, name)
-                    document = load_document(path)
-                    if document is not None:
-                        documents[path] = document
-
-        problems = []
-        for root in ROOT_TYPES:
-            refused = library_refusals(root, sorted(documents))
-            for path, document in documents.items():
-                if accepts(root, document) != (path not in refused):
-                    problems.append(f"{os.path.basename(path)} as {root}: library "
-                                    f"{'refuses' if path in refused else 'accepts'}, schema does not agree")
-        verdict(not problems and len(documents) >= 15,
-                f"schema and library agree on {len(documents)} example and seed documents as every root type",
-                problems)
-
-        originals = [(os.path.join(examples, name), root) for name, (root, valid) in EXAMPLES.items() if valid]
-        originals += [(os.path.join(seeds, name), root) for name, root in SEED_ROOTS.items()]
-        problems = []
-        count = 0
-        for root in ROOT_TYPES:
-            cases = {}
-            for original, _ in filter(lambda entry: entry[1] == root, originals):
-                for description, mutant in mutants(load_document(original)):
-                    path = os.path.join(work, f"m{count}.json")
-                    count += 1
-                    with open(path, "w", encoding="utf-8") as stream:
-                        json.dump(mutant, stream)
-                    cases[path] = (f"{os.path.basename(original)}: {description}", mutant)
-            if not cases:
-                continue
-            refused = library_refusals(root, sorted(cases))
-            for path, (description, mutant) in cases.items():
-                if accepts(root, mutant) != (path not in refused):
-                    problems.append(f"{description}: library {'refuses' if path in refused else 'accepts'}, "
-                                    f"schema does not agree")
-        verdict(not problems and count > 1000,
-                f"schema and library agree on {count} mutants of the valid documents", problems)
-
-    print(f"{passed} passed, {failed} failed")
-    return 0 if failed == 0 else 1
+    for root in ROOTS:
+        paths = sorted(path for path in cases if root in cases[path][2])
+        result = subprocess.run([TOOL, "check", "--type", root, *paths], capture_output=True, text=True)
+        refused = {line.partition(": ")[0] for line in result.stderr.splitlines()}
+        if result.returncode != (1 if refused else 0) or not refused <= set(paths):
+            problems.append(f"check --type {root}: exit status {result.returncode}, {result.stderr[:500]}")
+        problems += [f"{cases[path][0]} as {root}: library {'refuses' if path in refused else 'accepts'} it"
+                     for path in paths if validators[root].is_valid(cases[path][1]) != (path not in refused)]
+    verdict(problems, f"schemas and library agree on {what}")
 
 
-if __name__ == "__main__":
-    sys.exit(main())
+validators, problems = {}, []
+for root in ROOTS:
+    result = subprocess.run([TOOL, "schema", root], capture_output=True, text=True)
+    try:
+        schema = json.loads(result.stdout)
+        jsonschema.Draft202012Validator.check_schema(schema)
+        validators[root] = jsonschema.Draft202012Validator(schema)
+        if (result.returncode, result.stderr, schema["title"], schema["$ref"]) != (0, "", root, f"#/$defs/{root}"):
+            problems.append(f"{root}: exit status {result.returncode}, stderr {result.stderr!r}, title or $ref")
+    except (ValueError, KeyError, jsonschema.exceptions.SchemaError) as error:
+        problems.append(f"{root}: {error!r}")
+verdict(problems, "each schema is a valid draft 2020-12 schema of its root type")
+if problems:
+    sys.exit(1)
+
+paths = [os.path.join(folder, name) for folder in sys.argv[2:4] for name in sorted(os.listdir(folder))]
+documents = {path: load(path) for path in paths if path.endswith(".json") and load(path) is not None}
+verdict([f"{os.path.basename(path)}: the schema of {own_root(path)} disagrees with its name"
+         for path, document in documents.items() if validators[own_root(path)].is_valid(document) == ("faulty" in path)]
+        + ([] if len(documents) >= 14 else ["fewer than 14 documents"]),
+        f"the schemas judge {len(documents)} documents as their names say")
+compare({path: (os.path.basename(path), document, ROOTS) for path, document in documents.items()},
+        f"{len(documents)} documents as every root type")
+with tempfile.TemporaryDirectory(prefix="jsoncodec-schema.") as work:
+    cases = {}
+    for original, document in documents.items():
+        for change, mutant in mutants(document) if "faulty" not in original else ():
+            path = os.path.join(work, f"m{len(cases)}.json")
+            with open(path, "w", encoding="utf-8") as stream:
+                json.dump(mutant, stream)
+            cases[path] = (f"{os.path.basename(original)} with {change}", mutant, [own_root(original)])
+    compare(cases, f"{len(cases)} mutants of the valid documents")
+sys.exit(1 if failed else 0)
