@@ -16,7 +16,6 @@
 #include "backup_schema.h"
 #include "jsoncodec.h"
 #include "root_calls.h"
-#include "validators.h"
 
 namespace {
 
@@ -131,8 +130,6 @@ TEST(Decode, RefusedDocumentsNameTheirPlace) {
         {action_root, act(backup("[]")), in_subtype("<actionBackupTraditional>" + dec + "Expected object of type 'actionBackupTraditional'.")},
         {action_root, act(backup(R"({"abBackupSubtype":"vmware-proxy","abvDestinationPool":"p"})")),
          in_subtype("<actionBackupTraditional>.abBackupSubtype" + dec + enum_of("'traditional'"))},
-        {action_root, act(backup(R"({"abBackupSubtype":"archive"})")),
-         in_subtype("<actionBackupArchive>.abaDestinationPool" + dec + missing("abaDestinationPool"))},
         {action_root, act(backup(R"({"abBackupSubtype":"snapshot","absMinimumRetentionPeriod":"1 day"})")),
          in_subtype("<actionBackupSnapshot>.absDestinationPool" + dec + missing("absDestinationPool"))},
         {action_root, act(backup(R"({"abBackupSubtype":"vmware-kestrel","abKestrelSQLTier2Props":{"abKestrelSQLDetectAAGFCI":false,"abKestrelSQLClientOverridesBehavior":"legacy"}})")),
@@ -140,8 +137,6 @@ TEST(Decode, RefusedDocumentsNameTheirPlace) {
              enum_of("'clientCanNotOverride', 'clientCanOverride', 'legacyBackupRules'"))},
         {action_root, act(backup(R"({"abBackupSubtype":"vmware-kestrel","abKestrelSQLTier2Props":null})")),
          in_subtype("<actionBackupKestrel>.abKestrelSQLTier2Props" + dec + "Expected object of type 'kestrelSQLTier2Properties'.")},
-        {action_root, act(backup(R"({"abBackupSubtype":"traditional","abtDestinationPool":"p","abtTimestampFormat":"ISO"})")),
-         in_subtype("<actionBackupTraditional>.abtTimestampFormat" + dec + enum_of("'none', 'iso', 'unix'"))},
     };
     for (const Row &r : rows) {
         SCOPED_TRACE(r.json);
@@ -331,22 +326,6 @@ TEST(Release, DestroyEmptiesInPlaceAndElementsDoNotFollowNext) {
     EXPECT_EQ(std::memcmp(&v, &none, sizeof v), 0);
     rmqc_free_rule(nullptr);
     rmqc_destroy_rule(nullptr);
-}
-
-TEST(ScheduleValidators, ExactlyTheThreePeriodsInBothDirections) {
-    jsoncodec::path_node root = jsoncodec::root_node("action");
-    jsoncodec::path_node own = jsoncodec::enter_node(&root);
-    root.child = &own;
-    own.name = "actionSchedulePeriod";
-    const std::pair<const char *, bool> rows[] = {{"week", true}, {"month", true}, {"reference", true},
-                                                  {"Week", false}, {"weekly", false}, {"", false}, {"month ", false}};
-    for (const auto &[period, ok] : rows) {
-        char buf[256] = "";
-        EXPECT_EQ(jsoncodec::validate_schedule_period_decode(period, buf, sizeof buf, &own), ok ? 0 : 202);
-        EXPECT_EQ(buf, ok ? "" : "<action>.actionSchedulePeriod" + dec + periods);
-        EXPECT_EQ(jsoncodec::validate_schedule_period_encode(period, buf, sizeof buf, &own), ok ? 0 : 203);
-        EXPECT_EQ(buf, ok ? "" : "<action>.actionSchedulePeriod" + enc + periods);
-    }
 }
 
 }  // namespace
