@@ -22,6 +22,9 @@ namespace jsoncodec {
 inline constexpr int32_t MAX_CALL_DEPTH = 100000;
 inline constexpr uint64_t MAX_ARRAY_SZ = 10000000;
 inline constexpr uint32_t NO_OFFSET = UINT32_MAX;
+// The most properties a record type may have (the decoder gathers a record's
+// values on the stack).
+inline constexpr uint32_t MAX_FIELDS = 64;
 
 enum class Kind : uint8_t {
     String,         // char *, an owned copy
@@ -53,6 +56,7 @@ struct UnionDesc {
 
 struct FieldDesc {
     const char *name;          // JSON property name (= C field name)
+    uint8_t name_length;
     Kind kind;
     bool required;
     uint32_t offset;           // the value; for a union, its storage
@@ -69,6 +73,7 @@ struct TypeDesc {
     uint32_t next_offset;    // the `next` link of list elements; NO_OFFSET otherwise
     const FieldDesc *fields; // properties in record order
     uint32_t field_count;
+    const uint8_t *by_name;  // positions in `fields`, in byte-wise order of the names
 };
 
 // Pointer-sized slots (pointer fields, list links, callers' output

@@ -81,15 +81,20 @@ char *serialise(const json_t *value, size_t flags) {
     return sink.text;
 }
 
-}  // namespace
-
-int32_t json_to_frame(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen) {
+// rmqc_json_to_<T>, with or without the attempt through simdjson first.
+int32_t decode_document(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen, bool fast) {
     path_node root = root_node(type.name);
     uint32_t match_count = 0;
     if (errbuf == nullptr) errlen = 0;  // no buffer, no text
     if (errlen != 0) errbuf[0] = '\0';
     if (out == nullptr)
         return report_error("Output parameter cannot be NULL", RMQC_ERR_BAD_ARGS, errbuf, errlen, &root, 0, nullptr);
+
+    void *tree = nullptr;
+    if (fast && json != nullptr && fast_decode(type, json, &tree)) {
+        store_pointer(out, tree);
+        return RMQC_OK;
+    }
 
     json_error_t error;
     json_t *document = json_loads(json, JSON_REJECT_DUPLICATES, &error);
@@ -111,6 +116,16 @@ int32_t json_to_frame(const TypeDesc &type, void *out, const char *json, char *e
     }
     json_decref(document);
     return status;
+}
+
+}  // namespace
+
+int32_t json_to_frame(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen) {
+    return decode_document(type, out, json, errbuf, errlen, true);
+}
+
+int32_t json_to_frame_jansson(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen) {
+    return decode_document(type, out, json, errbuf, errlen, false);
 }
 
 int32_t json_from_frame(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,

@@ -17,6 +17,7 @@
 // in byte-wise order of their names).
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
@@ -34,6 +35,7 @@ void properties_are_not_in_record_order();
 void presence_flags_are_not_in_property_order();
 void array_counts_are_not_in_name_order();
 void list_element_link_must_be_the_first_field();
+void record_has_more_properties_than_a_record_may_have();
 
 template <class Expected, class Actual>
 consteval uint32_t offset_of(std::size_t offset) {
@@ -55,9 +57,24 @@ consteval int compare_names(const char *a, const char *b) {
     return static_cast<unsigned char>(*a) - static_cast<unsigned char>(*b);
 }
 
+// The positions of a table's properties in byte-wise order of their names,
+// for finding a property by name without a scan of the table.
+template <const auto &Fields>
+inline constexpr auto name_order = []() consteval {
+    std::array<uint8_t, std::size(Fields)> order{};
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        std::size_t j = i;
+        for (; j > 0 && compare_names(Fields[order[j - 1]].name, Fields[i].name) > 0; --j) order[j] = order[j - 1];
+        order[j] = static_cast<uint8_t>(i);
+    }
+    return order;
+}();
+
 template <std::size_t N>
-consteval TypeDesc type_desc(const char *name, std::size_t size, uint32_t next_offset, const FieldDesc (&fields)[N]) {
+consteval TypeDesc type_desc(const char *name, std::size_t size, uint32_t next_offset, const FieldDesc (&fields)[N],
+                             const uint8_t *by_name) {
     if (next_offset != NO_OFFSET && next_offset != 0) list_element_link_must_be_the_first_field();
+    if (N > MAX_FIELDS) record_has_more_properties_than_a_record_may_have();
     const FieldDesc *last_flag = nullptr;
     for (std::size_t i = 0; i < N; ++i) {
         const FieldDesc &f = fields[i];
@@ -75,7 +92,7 @@ consteval TypeDesc type_desc(const char *name, std::size_t size, uint32_t next_o
                 array_counts_are_not_in_name_order();
         }
     }
-    return TypeDesc{name, static_cast<uint32_t>(size), next_offset, fields, static_cast<uint32_t>(N)};
+    return TypeDesc{name, static_cast<uint32_t>(size), next_offset, fields, static_cast<uint32_t>(N), by_name};
 }
 
 }  // namespace jsoncodec::table
@@ -91,7 +108,7 @@ consteval TypeDesc type_desc(const char *name, std::size_t size, uint32_t next_o
 // presence is REQUIRED or OPTIONAL.
 #define JSONCODEC_FIELD(T, f, kind, presence, ctype, count, allowed, nested, members)                        \
     ::jsoncodec::FieldDesc {                                                                                 \
-        #f, ::jsoncodec::Kind::kind, JSONCODEC_IS_REQUIRED_##presence,                                       \
+        #f, static_cast<uint8_t>(sizeof #f - 1), ::jsoncodec::Kind::kind, JSONCODEC_IS_REQUIRED_##presence,                                       \
             ::jsoncodec::table::offset_of<ctype, decltype(T::f)>(offsetof(T, f)),                            \
             JSONCODEC_FLAG_##presence(T, f), count, allowed, nested, members                                 \
     }
@@ -126,9 +143,11 @@ consteval TypeDesc type_desc(const char *name, std::size_t size, uint32_t next_o
 #define JC_UNION_MEMBER(W, u, A, desc) \
     ::jsoncodec::table::union_member<A, std::remove_cvref_t<decltype(std::declval<W &>().u.A)>>(&(desc))
 
-#define JC_TYPE(T, fields) ::jsoncodec::table::type_desc(#T, sizeof(T), ::jsoncodec::NO_OFFSET, fields)
-#define JC_LIST_ELEMENT_TYPE(T, fields) \
-    ::jsoncodec::table::type_desc(#T, sizeof(T), ::jsoncodec::table::offset_of<T *, decltype(T::next)>(offsetof(T, next)), fields)
+#define JC_TYPE(T, fields) \
+    ::jsoncodec::table::type_desc(#T, sizeof(T), ::jsoncodec::NO_OFFSET, fields, ::jsoncodec::table::name_order<fields>.data())
+#define JC_LIST_ELEMENT_TYPE(T, fields)                                                                        \
+    ::jsoncodec::table::type_desc(#T, sizeof(T), ::jsoncodec::table::offset_of<T *, decltype(T::next)>(offsetof(T, next)), \
+                                  fields, ::jsoncodec::table::name_order<fields>.data())
 
 // An enum's allowed texts, in the order they are compared and listed.
 #define JC_ENUM_VALUES(name, ...)                                \
