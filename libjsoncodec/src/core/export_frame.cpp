@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "jsoncodec.h"
+#include "writer.h"
 
 namespace jsoncodec {
 
@@ -130,6 +131,23 @@ int32_t json_to_frame_jansson(const TypeDesc &type, void *out, const char *json,
 
 int32_t json_from_frame(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
                         int32_t pretty, const char *null_output_message) {
+    if (errbuf == nullptr) errlen = 0;
+    if (errlen != 0) errbuf[0] = '\0';
+    if (out_json == nullptr) {
+        path_node root = root_node(type.name);
+        return report_error(null_output_message, RMQC_ERR_BAD_ARGS, errbuf, errlen, &root, 0, nullptr);
+    }
+    // The direct writer gives the same text as the tree, or gives up and
+    // leaves the record to the tree, which reports whatever stopped it.
+    if (char *text = write_record_text(type, src, pretty != 0)) {
+        *out_json = text;
+        return RMQC_OK;
+    }
+    return json_from_frame_jansson(type, src, out_json, errbuf, errlen, pretty, null_output_message);
+}
+
+int32_t json_from_frame_jansson(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
+                             int32_t pretty, const char *null_output_message) {
     path_node root = root_node(type.name);
     if (errbuf == nullptr) errlen = 0;
     if (errlen != 0) errbuf[0] = '\0';

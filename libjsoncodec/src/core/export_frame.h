@@ -25,9 +25,17 @@ int32_t json_to_frame_jansson(const TypeDesc &type, void *out, const char *json,
 bool fast_decode(const TypeDesc &type, const char *json, void **tree);
 
 // rmqc_json_from_<T>; `null_output_message` is the export's own text for a
-// NULL `out_json`.
+// NULL `out_json`. The text is written straight from the record
+// (write_record_text) and made through a jansson tree only when the writer
+// gives up.
 int32_t json_from_frame(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
                         int32_t pretty, const char *null_output_message);
+
+// The same conversion through a jansson tree serialised by jansson, as the
+// exports did before the direct writer: what json_from_frame falls back on,
+// and the reference its text is compared with.
+int32_t json_from_frame_jansson(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
+                             int32_t pretty, const char *null_output_message);
 
 // rmqc_free_<T>: release and free; NULL does nothing.
 void free_frame(const TypeDesc &type, void *record);

@@ -1,0 +1,22 @@
+// The direct writer: the JSON text of a record, written from the record
+// itself without building a tree first.
+#pragma once
+
+#include "codec.h"
+
+namespace jsoncodec {
+
+// Writes the text of the record `src` of `type` exactly as jansson's
+// serialiser writes the tree encode_record makes of it, with
+// JSON_PRESERVE_ORDER and JSON_INDENT(4) when `pretty`, else JSON_COMPACT:
+// one NUL-terminated block from jansson's allocator, released with
+// jansson's deallocator.
+//
+// Returns NULL, leaving nothing allocated, whenever that text cannot be
+// written exactly: any fault encode_record would report, a string jansson
+// would refuse (the tree path then offers it to the conversion hook, which
+// the writer never calls), or no memory. The caller then encodes through
+// the tree, which reports the fault.
+char *write_record_text(const TypeDesc &type, const void *src, bool pretty);
+
+}  // namespace jsoncodec
