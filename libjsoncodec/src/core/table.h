@@ -49,7 +49,7 @@ consteval const TypeDesc *union_member(const TypeDesc *desc) {
     return desc;
 }
 
-consteval int compare_names(const char *a, const char *b) {
+constexpr int compare_names(const char *a, const char *b) {
     while (*a != '\0' && *a == *b) {
         ++a;
         ++b;
@@ -60,7 +60,7 @@ consteval int compare_names(const char *a, const char *b) {
 // The positions of a table's properties in byte-wise order of their names,
 // for finding a property by name without a scan of the table.
 template <const auto &Fields>
-inline constexpr auto name_order = []() consteval {
+inline constexpr auto name_order = [] {
     std::array<uint8_t, std::size(Fields)> order{};
     for (std::size_t i = 0; i < order.size(); ++i) {
         std::size_t j = i;
