@@ -168,9 +168,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     for (const TypeDesc *type : roots) {
         for (uint64_t errlen : {short_errlen, uint64_t{4096}}) {
             Outcome fast = decode(true, *type, text.c_str(), errlen), slow = decode(false, *type, text.c_str(), errlen);
-            require(fast.status == slow.status && fast.line == slow.line, "decoding", *type, fast.line, slow.line);
-            require((fast.out == &sentinel) == (slow.out == &sentinel) && (fast.out == nullptr) == (slow.out == nullptr),
-                    "*out", *type);
+            require(fast.status == slow.status && fast.line == slow.line && (fast.out == &sentinel) == (slow.out == &sentinel) &&
+                        (fast.out == nullptr) == (slow.out == nullptr),
+                    "decoding", *type, fast.line, slow.line);
             if (fast.status == 0) {
                 require(same_record(*type, fast.out, slow.out), "tree", *type);
                 if (errlen == 4096) {

@@ -16,35 +16,20 @@ namespace {
 
 using namespace jsoncodec;
 
-struct item {
-    item *next;
-    char *label;
-    int64_t weight;
-    uint8_t weight_present;
-};
+// Small records of every property kind, laid out as the tables require.
+struct item { item *next; char *label; int64_t weight; uint8_t weight_present; };
 constexpr FieldDesc item_fields[] = {JC_STRING(item, label, REQUIRED), JC_INTEGER(item, weight, OPTIONAL)};
 constexpr TypeDesc item_desc = JC_LIST_ELEMENT_TYPE(item, item_fields);
 
 JC_ENUM_VALUES(period_enum, "week", "month", "reference");
 const std::string period_message = "String based enum fails to match one of: [ 'week', 'month', 'reference' ]. ";
 
-struct inner {
-    char *mode;
-    int32_t flag;
-    uint8_t flag_present;
-};
+struct inner { char *mode; int32_t flag; uint8_t flag_present; };
 constexpr FieldDesc inner_fields[] = {JC_ENUM(inner, mode, REQUIRED, period_enum), JC_BOOLEAN(inner, flag, OPTIONAL)};
 constexpr TypeDesc inner_desc = JC_TYPE(inner, inner_fields);
 
 struct sample {
-    char *title;
-    int64_t amount;
-    inner core;
-    inner *extra;
-    item *items;
-    int64_t *numbers;
-    char *period;
-    char **tags;
+    char *title; int64_t amount; inner core; inner *extra; item *items; int64_t *numbers; char *period; char **tags;
     uint8_t extra_present, items_present, numbers_present, period_present, tags_present;
     uint64_t numbers_array_sz, tags_array_sz;
 };
@@ -61,43 +46,25 @@ constexpr FieldDesc sample_fields[] = {
 constexpr TypeDesc sample_desc = JC_TYPE(sample, sample_fields);
 
 // Required arrays of both element kinds and a required list.
-struct needs {
-    char **names;
-    item *chain;
-    int64_t *codes;
-    uint64_t codes_array_sz, names_array_sz;
-};
+struct needs { char **names; item *chain; int64_t *codes; uint64_t codes_array_sz, names_array_sz; };
 constexpr FieldDesc needs_fields[] = {JC_STRING_ARRAY(needs, names, REQUIRED),
                                       JC_LIST(needs, chain, REQUIRED, item, item_desc),
                                       JC_INTEGER_ARRAY(needs, codes, REQUIRED)};
 constexpr TypeDesc needs_desc = JC_TYPE(needs, needs_fields);
 
 // A union of two members inside a wrapper, embedded in a holder.
-struct alpha {
-    char *x, *y;
-};
+struct alpha { char *x, *y; };
 constexpr FieldDesc alpha_fields[] = {JC_STRING(alpha, x, REQUIRED), JC_ENUM(alpha, y, REQUIRED, period_enum)};
 constexpr TypeDesc alpha_desc = JC_TYPE(alpha, alpha_fields);
-struct beta {
-    char *w;
-    int64_t z;
-};
+struct beta { char *w; int64_t z; };
 constexpr FieldDesc beta_fields[] = {JC_STRING(beta, w, REQUIRED), JC_INTEGER(beta, z, REQUIRED)};
 constexpr TypeDesc beta_desc = JC_TYPE(beta, beta_fields);
-struct choice {
-    union {
-        struct alpha alpha;
-        struct beta beta;
-    } u;
-    uint8_t u_type;
-};
+struct choice { union { struct alpha alpha; struct beta beta; } u; uint8_t u_type; };
 JC_UNION_MEMBERS(choice_members, JC_UNION_MEMBER(choice, u, alpha, alpha_desc),
                  JC_UNION_MEMBER(choice, u, beta, beta_desc));
 constexpr FieldDesc choice_fields[] = {JC_UNION(choice, u, choice_members)};
 constexpr TypeDesc choice_desc = JC_TYPE(choice, choice_fields);
-struct holder {
-    choice pick;
-};
+struct holder { choice pick; };
 constexpr FieldDesc holder_fields[] = {JC_RECORD(holder, pick, REQUIRED, choice, choice_desc)};
 constexpr TypeDesc holder_desc = JC_TYPE(holder, holder_fields);
 
