@@ -1,26 +1,36 @@
 // Benchmarks of the codec against the floor jansson itself sets: parsing
-// with json_loads, serialising a copy of a parsed tree with json_dumps.
+// with json_loads, serialising a copy of a parsed tree with json_dumps; and
+// against simdjson's own parse, the limit the decoder's fast path nears.
 //
-// Before any timing the program generates the policy documents, checks that
-// each decodes (and each single action decodes to its own kind and
-// subtype), and counts the heap allocations of the conversions of the
-// 10 MB policy. After the runs its reporter prints one summary table.
+// Before any timing the program generates the policy documents, measures
+// the peak resident memory of a decode and of json_loads in child
+// processes, checks that each document decodes (each single action to its
+// own kind, the damaged policy to a refusal) and counts the heap
+// allocations of the conversions of the 10 MB policy. The benchmarks then
+// run as repetitions in random interleaved order, so that the load of other
+// jobs falls alike on both sides of each ratio, and the reporter prints one
+// summary table from the medians.
 #include <benchmark/benchmark.h>
 #include <jansson.h>
+#include <malloc.h>
+#include <simdjson.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "alloc_count.h"
+#include "export_frame.h"
 #include "generator.h"
 #include "jsoncodec.h"
+#include "policy_schema.h"
 #include "summary.h"
 
 namespace bench {
@@ -36,6 +46,7 @@ struct PolicyCase {
     SizeInfo info;
     std::string text;
     data_protection_policy *policy = nullptr;  // decoded once, the encoders' input
+    json_t *tree = nullptr;                    // parsed once, the input of deep_copy + dumps
 };
 
 // The policies, smallest first. The largest runs a fixed number of
@@ -53,10 +64,19 @@ constexpr SizePlan size_plans[] = {
 };
 
 std::vector<PolicyCase> policies;
+std::string refused_text;  // the 10 MB policy, its last action damaged
 
 [[noreturn]] void fail(const std::string &what, const char *line) {
     std::fprintf(stderr, "bench: %s: %s\n", what.c_str(), line);
     std::abort();
+}
+
+// The two decoding paths of a policy: the export, and jansson's path alone,
+// which decides every refusal.
+using Decoder = int32_t (*)(data_protection_policy **, const char *, char *, uint64_t);
+
+int32_t decode_jansson(data_protection_policy **out, const char *json, char *line, uint64_t length) {
+    return jsoncodec::json_to_frame_jansson(jsoncodec::data_protection_policy_desc, out, json, line, length);
 }
 
 data_protection_policy *decode_or_abort(const PolicyCase &c) {
@@ -74,73 +94,64 @@ json_t *parse_or_abort(const std::string &text) {
     return tree;
 }
 
-// One parsed tree at a time, the source of the copy + dumps benchmarks;
-// asking for another size releases the previous one.
-const PolicyCase *held_for = nullptr;
-json_t *held = nullptr;
-
-json_t *parsed_tree(const PolicyCase &c) {
-    if (held_for != &c) {
-        json_decref(held);
-        held = parse_or_abort(c.text);
-        held_for = &c;
-    }
-    return held;
-}
-
-void release_parsed_tree() {
-    json_decref(held);
-    held = nullptr;
-    held_for = nullptr;
-}
-
 // ------------------------------------------------------------ benchmarks
 
 void set_bytes(benchmark::State &state, size_t bytes) {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(bytes));
 }
 
-void bm_loads(benchmark::State &state, const PolicyCase *c, bool release_timed) {
+void bm_loads(benchmark::State &state, const std::string *text) {
     for (auto _ : state) {
         json_error_t error;
-        json_t *tree = json_loads(c->text.c_str(), JSON_REJECT_DUPLICATES, &error);
+        json_t *tree = json_loads(text->c_str(), JSON_REJECT_DUPLICATES, &error);
         if (tree == nullptr) {
             state.SkipWithError(error.text);
             break;
         }
-        if (release_timed) {
-            json_decref(tree);
-        } else {
-            state.PauseTiming();
-            json_decref(tree);
-            state.ResumeTiming();
-        }
+        state.PauseTiming();
+        json_decref(tree);
+        state.ResumeTiming();
     }
-    set_bytes(state, c->text.size());
+    set_bytes(state, text->size());
 }
 
-void bm_decode(benchmark::State &state, const PolicyCase *c) {
+// A fresh parser each time, as the decoder's fast path uses one per call.
+void bm_simdjson(benchmark::State &state, const std::string *text) {
+    for (auto _ : state) {
+        simdjson::dom::parser parser;
+        simdjson::dom::element root;
+        if (parser.parse(text->data(), text->size()).get(root) != simdjson::SUCCESS) {
+            state.SkipWithError("simdjson refused a generated document");
+            break;
+        }
+        benchmark::DoNotOptimize(root);
+    }
+    set_bytes(state, text->size());
+}
+
+// A decode that must end with `status`; a result is released untimed.
+void bm_decode(benchmark::State &state, const std::string *text, Decoder decoder, int32_t status) {
     char line[1024];
     for (auto _ : state) {
         data_protection_policy *policy = nullptr;
-        if (rmqc_json_to_data_protection_policy(&policy, c->text.c_str(), line, sizeof line) != RMQC_OK) {
-            state.SkipWithError(line);
+        if (decoder(&policy, text->c_str(), line, sizeof line) != status) {
+            state.SkipWithError(status == RMQC_OK ? line : "the damaged policy was not refused");
             break;
         }
+        if (policy == nullptr) continue;
         state.PauseTiming();
         rmqc_free_data_protection_policy(policy);
         state.ResumeTiming();
     }
-    set_bytes(state, c->text.size());
+    set_bytes(state, text->size());
 }
 
 // Both encoding sides release their text inside the timing. The jansson
-// side also releases its copied tree there, as the encoder releases the
-// tree it builds before it returns.
+// side also releases its copied tree there, as the encoder releases
+// everything it allocates but the text before it returns.
 void bm_copy_dumps(benchmark::State &state, const PolicyCase *c, size_t flags) {
-    json_t *tree = parsed_tree(*c);
     for (auto _ : state) {
-        json_t *copy = json_deep_copy(tree);
+        json_t *copy = json_deep_copy(c->tree);
         char *text = copy != nullptr ? json_dumps(copy, flags) : nullptr;
         json_decref(copy);
         if (text == nullptr) {
@@ -165,43 +176,29 @@ void bm_encode(benchmark::State &state, const PolicyCase *c, int32_t pretty) {
     set_bytes(state, c->text.size());
 }
 
-// A batch of decodes per iteration, the results released untimed, so that
-// pausing the timer costs little against the decodes.
-void bm_action(benchmark::State &state, const std::string *text) {
+// One conversion of a single action's text, and the release of its result.
+void *decode_action(const char *text) {
     char line[1024];
-    action *results[ACTION_BATCH];
-    for (auto _ : state) {
-        bool ok = true;
-        for (action *&result : results) {
-            result = nullptr;
-            ok = rmqc_json_to_action(&result, text->c_str(), line, sizeof line) == RMQC_OK && ok;
-        }
-        state.PauseTiming();
-        for (action *result : results) rmqc_free_action(result);
-        state.ResumeTiming();
-        if (!ok) {
-            state.SkipWithError(line);
-            break;
-        }
-    }
-    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * ACTION_BATCH);
+    action *result = nullptr;
+    return rmqc_json_to_action(&result, text, line, sizeof line) == RMQC_OK ? result : nullptr;
 }
+void release_action(void *result) { rmqc_free_action(static_cast<action *>(result)); }
+void *loads_action(const char *text) { return json_loads(text, JSON_REJECT_DUPLICATES, nullptr); }
+void release_tree(void *tree) { json_decref(static_cast<json_t *>(tree)); }
 
-// The same batches through json_loads alone: what parsing the text costs.
-void bm_action_loads(benchmark::State &state, const std::string *text) {
-    json_t *trees[ACTION_BATCH];
+// A batch of conversions per iteration, the results released untimed, so
+// that pausing the timer costs little against the work.
+void bm_action(benchmark::State &state, const std::string *text, void *(*convert)(const char *),
+               void (*release)(void *)) {
+    void *results[ACTION_BATCH];
     for (auto _ : state) {
         bool ok = true;
-        for (json_t *&tree : trees) {
-            json_error_t error;
-            tree = json_loads(text->c_str(), JSON_REJECT_DUPLICATES, &error);
-            ok = tree != nullptr && ok;
-        }
+        for (void *&result : results) ok = (result = convert(text->c_str())) != nullptr && ok;
         state.PauseTiming();
-        for (json_t *tree : trees) json_decref(tree);
+        for (void *result : results) release(result);
         state.ResumeTiming();
         if (!ok) {
-            state.SkipWithError("json_loads failed");
+            state.SkipWithError("a generated action does not convert");
             break;
         }
     }
@@ -210,22 +207,19 @@ void bm_action_loads(benchmark::State &state, const std::string *text) {
 
 // --------------------------------------------------------------- set-up
 
-std::vector<std::string> kind_actions;     // by kind tag - 1; backup as traditional
-std::vector<std::string> subtype_actions;  // by subtype tag - 1
+std::vector<std::string> kind_actions;  // by kind tag - 1; backup as traditional
 
-void check_action(const std::string &text, int kind, int subtype) {
+void check_action(const std::string &text, int kind) {
     char line[1024];
     action *result = nullptr;
     std::string what = std::string("generated ") + kind_text(kind) + " action";
     if (rmqc_json_to_action(&result, text.c_str(), line, sizeof line) != RMQC_OK) fail(what + " does not decode", line);
     bool same_kind = result->actionSpecific.actions_type == kind;
-    bool same_subtype =
-        kind != 1 ||
-        result->actionSpecific.actions.actionBackup.actionBackupSubtypeSpecific.backupSubtypes_type == subtype;
     rmqc_free_action(result);
-    if (!same_kind || !same_subtype) fail(what, "decoded to another kind or subtype");
+    if (!same_kind) fail(what, "decoded to another kind");
 }
 
+// The policy texts alone.
 void make_documents() {
     for (const SizePlan &plan : size_plans) {
         PolicyCase c;
@@ -233,15 +227,43 @@ void make_documents() {
         c.info = SizeInfo{plan.label, c.text.size()};
         policies.push_back(std::move(c));
     }
-    for (PolicyCase &c : policies) c.policy = decode_or_abort(c);
+}
 
+const PolicyCase &ten_mb() {
+    for (const PolicyCase &c : policies)
+        if (c.info.label == "10MB") return c;
+    fail("no 10MB policy", "");
+}
+
+// The 10 MB policy with the schedule period of its last action (every
+// action has one) replaced by a text outside the enumeration, so that the
+// schema refuses it only at the end; both decoding paths must refuse it.
+std::string damaged_policy(const std::string &text) {
+    const std::string key = "\"actionSchedulePeriod\":\"";
+    size_t value = text.rfind(key);
+    if (value == std::string::npos) fail("the 10MB policy", "has no schedule period");
+    value += key.size();
+    std::string damaged = text;
+    damaged.replace(value, text.find('"', value) - value, "fortnight");
+    for (Decoder decoder : {Decoder(rmqc_json_to_data_protection_policy), Decoder(decode_jansson)}) {
+        char line[1024] = "";
+        data_protection_policy *policy = nullptr;
+        if (decoder(&policy, damaged.c_str(), line, sizeof line) != RMQC_ERR_DECODE || policy != nullptr)
+            fail("the damaged 10MB policy is not refused", line);
+    }
+    return damaged;
+}
+
+// Everything the benchmarks read beside the texts, each checked.
+void prepare_documents() {
+    for (PolicyCase &c : policies) {
+        c.policy = decode_or_abort(c);
+        c.tree = parse_or_abort(c.text);
+    }
+    refused_text = damaged_policy(ten_mb().text);
     for (int kind = 1; kind <= ACTION_KINDS; ++kind) {
         kind_actions.push_back(make_action(kind, 1, SEED));
-        check_action(kind_actions.back(), kind, 1);
-    }
-    for (int subtype = 1; subtype <= BACKUP_SUBTYPES; ++subtype) {
-        subtype_actions.push_back(make_action(1, subtype, SEED));
-        check_action(subtype_actions.back(), 1, subtype);
+        check_action(kind_actions.back(), kind);
     }
 }
 
@@ -288,56 +310,104 @@ AllocReport count_allocations(const PolicyCase &c) {
     return report;
 }
 
-// Every benchmark is repeated and the table takes the fastest repetition:
-// other jobs on the machine only ever add time, so the minimum is the
-// estimate they disturb least.
-constexpr int REPETITIONS = 5;
-constexpr int LARGE_REPETITIONS = 2;  // of one iteration each, at the largest size
+// ---------------------------------------------------------- peak memory
 
-double fastest(const std::vector<double> &values) {
-    return values.empty() ? 0.0 : *std::min_element(values.begin(), values.end());
+// A field of /proc/self/status in kB, or -1.
+long status_kb(const char *field) {
+    std::ifstream in("/proc/self/status");
+    std::string line;
+    size_t length = std::strlen(field);
+    while (std::getline(in, line))
+        if (line.compare(0, length, field) == 0 && line[length] == ':') return std::atol(line.c_str() + length + 1);
+    return -1;
 }
 
-void repeat(benchmark::internal::Benchmark *b, int repetitions) {
-    b->Repetitions(repetitions)->ComputeStatistics("min", fastest)->ReportAggregatesOnly(true);
+// The calls whose peak is measured; each keeps what it builds, so that it
+// is still resident when the peak is read.
+bool loads_kept(const char *text) { return json_loads(text, JSON_REJECT_DUPLICATES, nullptr) != nullptr; }
+bool decode_kept(const char *text) {
+    char line[1024];
+    data_protection_policy *policy = nullptr;
+    return rmqc_json_to_data_protection_policy(&policy, text, line, sizeof line) == RMQC_OK;
 }
+
+// How much one call raises the resident set, in bytes, or -1. simdjson
+// allocates with operator new, which the allocation counters do not see, so
+// resident memory is measured instead, which sees every allocator. The call
+// runs once in a child forked for it alone, and the child exits after it:
+//  - the child first returns to the kernel the free pages of the heap it
+//    inherits (malloc_trim), which the call could otherwise reuse without
+//    the resident set growing;
+//  - a forked process starts with its parent's high-water mark, so the
+//    child resets it to its current resident set (5 into clear_refs);
+//  - the growth is VmHWM after the call less VmRSS before it.
+double peak_growth(bool (*call)(const char *), const std::string &text) {
+    int channel[2];
+    if (pipe(channel) != 0) return -1;
+    pid_t child = fork();
+    if (child == 0) {
+        close(channel[0]);
+        malloc_trim(0);
+        std::ofstream reset("/proc/self/clear_refs");
+        reset << '5';
+        reset.close();  // writes it; fails where the kernel refuses the reset
+        long before = reset ? status_kb("VmRSS") : -1;
+        bool done = before >= 0 && call(text.c_str());
+        long peak = status_kb("VmHWM");
+        double growth = done && peak >= before ? double(peak - before) * 1024 : -1;
+        ssize_t written = write(channel[1], &growth, sizeof growth);
+        _exit(written == sizeof growth ? 0 : 1);
+    }
+    close(channel[1]);
+    double growth = -1;
+    if (child < 0 || read(channel[0], &growth, sizeof growth) != sizeof growth) growth = -1;
+    close(channel[0]);
+    if (child > 0) waitpid(child, nullptr, 0);
+    return growth;
+}
+
+// ------------------------------------------------------------ the runs
+
+// Every benchmark is repeated, the repetitions of all of them shuffled,
+// and the table takes the median repetition.
+constexpr int REPETITIONS = 7;
+constexpr int LARGE_REPETITIONS = 5;  // of one iteration each, at the largest size
 
 void register_benchmarks() {
-    auto add_action = [](const std::string &name, auto &&function, const std::string *text) {
-        repeat(benchmark::RegisterBenchmark(name.c_str(), function, text)->Unit(benchmark::kMicrosecond)->MinTime(0.05),
-               REPETITIONS);
-    };
-    for (int kind = 1; kind <= ACTION_KINDS; ++kind) {
-        add_action(kind_bench_name(kind, false), bm_action, &kind_actions[kind - 1]);
-        add_action(kind_bench_name(kind, true), bm_action_loads, &kind_actions[kind - 1]);
-    }
-    for (int subtype = 1; subtype <= BACKUP_SUBTYPES; ++subtype) {
-        add_action(subtype_bench_name(subtype, false), bm_action, &subtype_actions[subtype - 1]);
-        add_action(subtype_bench_name(subtype, true), bm_action_loads, &subtype_actions[subtype - 1]);
-    }
+    for (int kind = 1; kind <= ACTION_KINDS; ++kind)
+        for (bool loads_only : {false, true})
+            benchmark::RegisterBenchmark(kind_bench_name(kind, loads_only).c_str(), bm_action,
+                                         &kind_actions[kind - 1], loads_only ? loads_action : decode_action,
+                                         loads_only ? release_tree : release_action)
+                ->Unit(benchmark::kMicrosecond)
+                ->MinTime(0.05)
+                ->Repetitions(REPETITIONS)
+                ->ReportAggregatesOnly(true);
 
     for (size_t i = 0; i < policies.size(); ++i) {
         const PolicyCase *c = &policies[i];
         const SizePlan &plan = size_plans[i];
-        auto add = [&](Measure measure, auto &&function, auto... args) {
-            benchmark::internal::Benchmark *b =
-                benchmark::RegisterBenchmark(policy_bench_name(measure, c->info.label).c_str(), function, c, args...);
-            b->Unit(benchmark::kMillisecond);
-            if (plan.iterations > 0) {
-                b->Iterations(plan.iterations);
-                repeat(b, LARGE_REPETITIONS);
-            } else {
-                b->MinTime(plan.min_time);
-                repeat(b, REPETITIONS);
-            }
+        auto add = [&](const std::string &name, auto &&function, auto... args) {
+            benchmark::internal::Benchmark *b = benchmark::RegisterBenchmark(name.c_str(), function, args...);
+            b->Unit(benchmark::kMillisecond)->ReportAggregatesOnly(true);
+            if (plan.iterations > 0)
+                b->Iterations(plan.iterations)->Repetitions(LARGE_REPETITIONS);
+            else
+                b->MinTime(plan.min_time)->Repetitions(REPETITIONS);
         };
-        add(Measure::Loads, bm_loads, false);
-        add(Measure::LoadsRelease, bm_loads, true);
-        add(Measure::Decode, bm_decode);
-        add(Measure::CopyDumps, bm_copy_dumps, JANSSON_COMPACT);
-        add(Measure::Encode, bm_encode, int32_t{0});
-        add(Measure::CopyDumpsPretty, bm_copy_dumps, JANSSON_PRETTY);
-        add(Measure::EncodePretty, bm_encode, int32_t{1});
+        auto name = [&](Measure measure) { return policy_bench_name(measure, c->info.label); };
+        add(name(Measure::Loads), bm_loads, &c->text);
+        add(name(Measure::Simdjson), bm_simdjson, &c->text);
+        add(name(Measure::Decode), bm_decode, &c->text, Decoder(rmqc_json_to_data_protection_policy), RMQC_OK);
+        add(name(Measure::CopyDumps), bm_copy_dumps, c, JANSSON_COMPACT);
+        add(name(Measure::Encode), bm_encode, c, int32_t{0});
+        add(name(Measure::CopyDumpsPretty), bm_copy_dumps, c, JANSSON_PRETTY);
+        add(name(Measure::EncodePretty), bm_encode, c, int32_t{1});
+        if (c == &ten_mb()) {
+            add(refused_bench_name(false), bm_decode, &refused_text, Decoder(rmqc_json_to_data_protection_policy),
+                RMQC_ERR_DECODE);
+            add(refused_bench_name(true), bm_decode, &refused_text, Decoder(decode_jansson), RMQC_ERR_DECODE);
+        }
     }
 }
 
@@ -349,30 +419,38 @@ int main(int argc, char **argv) {
     using namespace bench;
     // Before any JSON value exists: jansson allocates through the counters.
     install_jansson_hook();
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-
-    std::string load_before = load_average();
-    std::fprintf(stderr, "bench: generating and checking the documents...\n");
-    make_documents();
-    AllocReport allocs;
-    for (const PolicyCase &c : policies)
-        if (c.info.label == "10MB") allocs = count_allocations(c);
-    register_benchmarks();
+    // Repetitions in random interleaved order unless the command line says
+    // otherwise (a later flag wins).
+    static char interleave[] = "--benchmark_enable_random_interleaving=true";
+    std::vector<char *> args(argv, argv + argc);
+    args.insert(args.begin() + 1, interleave);
+    args.push_back(nullptr);
+    int count = argc + 1;
+    benchmark::Initialize(&count, args.data());
+    if (benchmark::ReportUnrecognizedArguments(count, args.data())) return 1;
 
     RunInfo info;
+    info.load_before = load_average();
+    std::fprintf(stderr, "bench: generating and checking the documents...\n");
+    make_documents();
+    // Before anything else is decoded or parsed: the children inherit as
+    // little as can be.
+    info.peaks = PeakReport{peak_growth(loads_kept, ten_mb().text), peak_growth(decode_kept, ten_mb().text)};
+    prepare_documents();
+    info.allocs = count_allocations(ten_mb());
+    register_benchmarks();
+
     for (const PolicyCase &c : policies) info.sizes.push_back(c.info);
     for (const std::string &text : kind_actions) info.kind_bytes.push_back(text.size());
-    for (const std::string &text : subtype_actions) info.subtype_bytes.push_back(text.size());
-    info.allocs = allocs;
-    info.load_before = load_before;
     SummaryReporter reporter(isatty(STDOUT_FILENO) ? benchmark::ConsoleReporter::OO_ColorTabular
                                                    : benchmark::ConsoleReporter::OO_Tabular,
                              std::move(info));
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
 
-    release_parsed_tree();
-    for (PolicyCase &c : policies) rmqc_free_data_protection_policy(c.policy);
+    for (PolicyCase &c : policies) {
+        rmqc_free_data_protection_policy(c.policy);
+        json_decref(c.tree);
+    }
     return 0;
 }

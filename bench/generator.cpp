@@ -579,7 +579,6 @@ std::string format(const char *pattern, ...) {
 
 const char *kind_text(int tag) { return kind_texts[tag - 1]; }
 const char *kind_label(int tag) { return kind_labels[tag - 1]; }
-const char *subtype_text(int tag) { return subtype_texts[tag - 1]; }
 
 std::string make_policy(std::size_t target_bytes, uint64_t seed) {
     Rng rng(seed);

@@ -16,8 +16,6 @@ constexpr int BACKUP_SUBTYPES = 5;
 // The "actionType" text of action kind `tag`, and a short name for labels.
 const char *kind_text(int tag);
 const char *kind_label(int tag);
-// The "abBackupSubtype" text of backup subtype `tag`.
-const char *subtype_text(int tag);
 
 // A compact policy document of at least `target_bytes` bytes (it stops at
 // the first workflow that reaches the size): workflows of 5 to 25 actions

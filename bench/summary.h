@@ -13,26 +13,28 @@
 
 namespace bench {
 
-// What is measured on a whole policy document.
+// What is measured on a whole policy document, at every size.
 enum class Measure {
-    Loads,         // json_loads, the tree released outside the timing
-    LoadsRelease,  // json_loads and json_decref, both timed
-    Decode,        // rmqc_json_to_data_protection_policy, the result released outside the timing
-    CopyDumps,     // json_deep_copy + json_dumps compact of a parsed tree
-    Encode,        // rmqc_json_from_data_protection_policy compact
+    Loads,      // json_loads, the tree released outside the timing
+    Simdjson,   // simdjson's DOM parse, a fresh parser each time
+    Decode,     // rmqc_json_to_data_protection_policy, the result released outside the timing
+    CopyDumps,  // json_deep_copy + json_dumps compact of a parsed tree
+    Encode,     // rmqc_json_from_data_protection_policy compact
     CopyDumpsPretty,
     EncodePretty,
 };
-constexpr Measure all_measures[] = {Measure::Loads,  Measure::LoadsRelease,    Measure::Decode,
-                                    Measure::CopyDumps, Measure::Encode, Measure::CopyDumpsPretty,
+constexpr Measure all_measures[] = {Measure::Loads,           Measure::Simdjson,    Measure::Decode,
+                                    Measure::CopyDumps,       Measure::Encode,      Measure::CopyDumpsPretty,
                                     Measure::EncodePretty};
 
 std::string policy_bench_name(Measure measure, const std::string &size_label);
+// The refused policy: the 10 MB policy with an invalid schedule period in
+// its last action, through the export or through jansson's path alone.
+std::string refused_bench_name(bool jansson_only);
 // The single-action benchmarks: rmqc_json_to_action on the action of one
-// kind (a traditional backup for the backup kind) or one backup subtype, or
-// json_loads alone on the same text.
+// kind (a traditional backup for the backup kind), or json_loads alone on
+// the same text.
 std::string kind_bench_name(int kind_tag, bool json_loads_only);
-std::string subtype_bench_name(int subtype_tag, bool json_loads_only);
 
 // A policy document of the run.
 struct SizeInfo {
@@ -54,6 +56,13 @@ struct AllocReport {
     AllocCounts copy_dumps_pretty;
 };
 
+// Growth of the resident set of a fresh child process over one call on
+// the 10 MB policy, in bytes; negative when it could not be measured.
+struct PeakReport {
+    double loads = -1;   // json_loads alone
+    double decode = -1;  // rmqc_json_to_data_protection_policy
+};
+
 // Batch size of the single-action benchmarks: decodes per iteration.
 constexpr int ACTION_BATCH = 32;
 
@@ -61,8 +70,8 @@ constexpr int ACTION_BATCH = 32;
 struct RunInfo {
     std::vector<SizeInfo> sizes;          // smallest first
     std::vector<std::size_t> kind_bytes;  // text size of each single action, by tag - 1
-    std::vector<std::size_t> subtype_bytes;
-    AllocReport allocs;       // bytes == 0: not counted
+    AllocReport allocs;                   // bytes == 0: not counted
+    PeakReport peaks;
     std::string load_before;  // load average when the program started
 };
 
@@ -74,13 +83,13 @@ public:
     void Finalize() override;
 
 protected:
-    // Of the aggregates of repeated benchmarks, prints the fastest and the
+    // Of the aggregates of repeated benchmarks, prints the median and the
     // coefficient of variation only.
     void PrintRunData(const Run &run) override;
 
 private:
-    // CPU seconds per iteration of a benchmark (of its fastest repetition
-    // when repeated), or a negative number when it was not run.
+    // CPU seconds per iteration of a benchmark (the median of its
+    // repetitions when repeated), or a negative number when it was not run.
     double seconds(const std::string &name) const;
     double policy_seconds(Measure measure, const SizeInfo &size) const;
     double action_seconds(const std::string &name) const;  // per single decode
@@ -91,7 +100,7 @@ private:
         int count = 0;
     };
     std::map<std::string, Sum> iterations_;  // per-run times of each benchmark
-    std::map<std::string, double> fastest_;  // the fastest repetition, when repeated
+    std::map<std::string, double> median_;   // the median repetition, when repeated
 };
 
 // The first three numbers of /proc/loadavg.
