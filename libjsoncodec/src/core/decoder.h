@@ -112,14 +112,14 @@ struct Decoder {
     // decoded, allocated and written nothing but zeros: that property is a
     // required enum, and `value` is an object within the depth limit whose text
     // there is a string that is none of the allowed ones. Such a trial scores 0.
-    static bool fails_on_discriminator(const TypeDesc &member, Value value, int32_t depth, Discriminator &seen) {
-        if (member.field_count == 0 || !Tree::is_object(value) || depth > MAX_CALL_DEPTH) return false;
+    static bool fails_on_discriminator(const TypeDesc &member, const Value &value, int32_t depth, Discriminator &seen) {
+        if (member.field_count == 0 || depth > MAX_CALL_DEPTH) return false;
         const FieldDesc &first = member.fields[0];
         if (first.kind != Kind::Enum || !first.required) return false;
-        if (seen.name == nullptr || std::strcmp(seen.name, first.name) != 0) {
+        if (seen.name != first.name && (seen.name == nullptr || std::strcmp(seen.name, first.name) != 0)) {
             size_t length = 0;
             seen.name = first.name;
-            seen.text = Tree::string(Tree::member(value, first.name), &length);
+            seen.text = Tree::is_object(value) ? Tree::string(Tree::member(value, first.name), &length) : nullptr;
         }
         if (seen.text == nullptr) return false;
         for (uint32_t i = 0; i < first.allowed->count; ++i)
