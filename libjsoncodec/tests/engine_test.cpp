@@ -171,6 +171,7 @@ TEST(EngineDecode, EveryMessageShapeAtItsPlaceAndTheDepthLimit) {
         {inner_desc, R"({"mode":5})", "<inner>: " + limit, 210, MAX_CALL_DEPTH + 1},
         {inner_desc, "[]", "<inner>" + dec + "Expected object of type 'inner'.", 202, MAX_CALL_DEPTH + 1},
         {sample_desc, minimal, "<sample>.core: " + limit, 210, MAX_CALL_DEPTH},
+        {needs_desc, R"({"names":[],"chain":[{"label":"a"}]})", "<needs>.chain[0]: " + limit, 210, MAX_CALL_DEPTH},
     };
     for (const Row &r : rows) {
         SCOPED_TRACE(r.json);
