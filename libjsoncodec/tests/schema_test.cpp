@@ -16,6 +16,7 @@
 #include "backup_schema.h"
 #include "jsoncodec.h"
 #include "root_calls.h"
+#include "validators.h"
 
 namespace {
 
@@ -322,6 +323,20 @@ TEST(Release, DestroyEmptiesInPlaceAndElementsDoNotFollowNext) {
     EXPECT_EQ(std::memcmp(&v, &none, sizeof v), 0);
     rmqc_free_rule(nullptr);
     rmqc_destroy_rule(nullptr);
+}
+
+TEST(ScheduleValidators, TheThreePeriodsInBothDirections) {
+    jsoncodec::path_node root = jsoncodec::root_node("action"), own = jsoncodec::enter_node(&root);
+    root.child = &own;
+    own.name = "actionSchedulePeriod";
+    char buf[256];
+    for (const char *period : {"week", "month", "reference"})
+        EXPECT_EQ(jsoncodec::validate_schedule_period_decode(period, buf, sizeof buf, &own) +
+                      jsoncodec::validate_schedule_period_encode(period, buf, sizeof buf, &own), 0);
+    EXPECT_EQ(jsoncodec::validate_schedule_period_decode("Week", buf, sizeof buf, &own), 202);
+    EXPECT_EQ(buf, "<action>.actionSchedulePeriod" + dec + periods);
+    EXPECT_EQ(jsoncodec::validate_schedule_period_encode(nullptr, buf, sizeof buf, &own), 203);
+    EXPECT_EQ(buf, "<action>.actionSchedulePeriod" + enc + periods);
 }
 
 }  // namespace
