@@ -29,8 +29,11 @@ using simdjson::dom::element;
 using simdjson::dom::element_type;
 
 // The most properties the schema does not know that one object may hold on
-// this path; an object with more is left to jansson.
+// this path, and the deepest a value the schema does not know may nest; a
+// document with more is left to jansson. Both bound the stack this path
+// needs, whatever the thread it runs on.
 constexpr uint32_t MAX_UNKNOWN = 16;
+constexpr uint32_t MAX_UNKNOWN_DEPTH = 64;
 
 // An element known to be an array or an object, as one (a copy: the
 // results simdjson hands out are temporaries).
@@ -48,19 +51,20 @@ bool first_time(std::string_view key, std::string_view *seen, uint32_t &count) {
 
 // Whether jansson reads a value the schema does not know as simdjson did
 // (texts hold no NUL here: see fast_decode).
-bool reads_alike(element value) {
+bool reads_alike(element value, uint32_t depth = 0) {
+    if (depth > MAX_UNKNOWN_DEPTH) return false;
     switch (value.type()) {
         case element_type::UINT64:  // above INT64_MAX: jansson refuses it
             return false;
         case element_type::ARRAY:
             for (element item : array_of(value))
-                if (!reads_alike(item)) return false;
+                if (!reads_alike(item, depth + 1)) return false;
             return true;
         case element_type::OBJECT: {
             std::string_view keys[MAX_UNKNOWN];
             uint32_t count = 0;
             for (auto [key, item] : object_of(value))
-                if (!first_time(key, keys, count) || !reads_alike(item)) return false;
+                if (!first_time(key, keys, count) || !reads_alike(item, depth + 1)) return false;
             return true;
         }
         default:
