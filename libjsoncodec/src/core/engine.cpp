@@ -1,6 +1,7 @@
-// The table walker: decodes, encodes and releases any record from its
-// table, property kind by property kind, and reports every generic fault
-// from one message per shape.
+// The table walker over jansson's trees: decodes (decoder.h's walker on a
+// jansson tree), encodes and releases any record from its table, property
+// kind by property kind, and reports every generic fault from one message
+// per shape (engine_internal.h).
 #include <algorithm>
 #include <cstdarg>
 #include <cstdlib>
