@@ -4,6 +4,7 @@
  *
  *   jsoncodec check  [--type T] [FILE...]
  *   jsoncodec format [--type T] [--compact] [FILE]
+ *   jsoncodec format [--type T] [--compact] (-i | --check) FILE...
  *   jsoncodec schema T
  *
  * The tool reads the input and calls the library's exports for the root
@@ -15,10 +16,14 @@
  * on standard error after the file's name), 2 bad usage, a document whose
  * type cannot be told, or an input or output failure.
  */
+#define _POSIX_C_SOURCE 200809L /* mkstemp, fchmod, fdopen */
+
 #include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <jansson.h>
 
@@ -81,6 +86,9 @@ static const struct root_type root_types[] = {ROOT_TYPES(TABLE_ENTRY)};
 #define ROOT_TYPE_COUNT (sizeof root_types / sizeof root_types[0])
 
 enum command { CHECK, FORMAT, SCHEMA };
+/* Where format puts the canonical text: on standard output, over the file
+ * itself (-i), or nowhere, only comparing it with the file (--check). */
+enum destination { TO_OUTPUT, IN_PLACE, COMPARE };
 
 static const struct root_type *find_root_type(const char *name) {
     size_t i;
@@ -106,6 +114,7 @@ static void print_name_properties(FILE *to) {
 static const char synopsis[] =
     "usage: jsoncodec check  [--type TYPE] [FILE...]\n"
     "       jsoncodec format [--type TYPE] [--compact] [FILE]\n"
+    "       jsoncodec format [--type TYPE] [--compact] (-i | --check) FILE...\n"
     "       jsoncodec schema TYPE\n"
     "       jsoncodec --help | --version\n";
 
@@ -126,7 +135,14 @@ static void print_help(FILE *to) {
           "  format  Decode FILE and encode it again to standard output, indented by\n"
           "          four blanks, or on one line with --compact, followed by a\n"
           "          newline. Properties come out in record order; properties the\n"
-          "          type does not know are dropped.\n"
+          "          type does not know are dropped. That text is the document's\n"
+          "          canonical form.\n"
+          "          -i rewrites each FILE that is not in canonical form with its\n"
+          "          formatted text, atomically (a new file in the same folder,\n"
+          "          given the file's mode, renamed over it); a refused FILE is\n"
+          "          left untouched and its fault reported.\n"
+          "          --check changes nothing: it lists on standard output each\n"
+          "          FILE not in canonical form and exits 1 if there is one.\n"
           "  schema  Print the JSON Schema (draft 2020-12) of the root type TYPE,\n"
           "          generated from the library's own record tables.\n"
           "\n"
@@ -134,6 +150,8 @@ static void print_help(FILE *to) {
           "  --type TYPE, --type=TYPE\n"
           "             decode as TYPE instead of telling the type from the document\n"
           "  --compact  (format) one line, without blanks after separators\n"
+          "  -i, --in-place  (format) rewrite each FILE in canonical form\n"
+          "  --check    (format) list the FILEs not in canonical form\n"
           "  -h, --help print this text and exit\n"
           "  --version  print the version and exit\n"
           "  --         end of options: the arguments after it are files\n"
@@ -168,6 +186,8 @@ static void print_help(FILE *to) {
           "  jsoncodec check --type item_definition examples/item_definition.json\n"
           "  jsoncodec format --compact examples/rule.json\n"
           "  jsoncodec format --type workflow - < workflow.json\n"
+          "  jsoncodec format -i examples/*.json\n"
+          "  jsoncodec format --check examples/*.json\n"
           "  jsoncodec schema rule > rule.schema.json\n",
           to);
 }
@@ -310,11 +330,67 @@ static void print_diagnostic(const char *label, const char *errbuf, int32_t stat
 }
 
 /*
+ * Replaces the file `path` with `text` atomically: the text goes into a new
+ * file in the same folder, which is given the old file's mode and then
+ * renamed over it, so that a reader sees the old file or the new one whole.
+ */
+static int replace_file(const char *path, const char *text) {
+    static const char pattern[] = ".jsoncodec-XXXXXX";
+    const char *slash = strrchr(path, '/');
+    size_t folder = slash != NULL ? (size_t)(slash - path) + 1 : 0;
+    struct stat old;
+    char *temp = malloc(folder + sizeof pattern);
+    FILE *out = NULL;
+    int fd = -1, ok;
+
+    if (temp == NULL || stat(path, &old) != 0) {
+        fprintf(stderr, "jsoncodec: cannot rewrite '%s': %s\n", path, strerror(temp == NULL ? ENOMEM : errno));
+        free(temp);
+        return EXIT_USAGE;
+    }
+    memcpy(temp, path, folder);
+    memcpy(temp + folder, pattern, sizeof pattern);
+    ok = (fd = mkstemp(temp)) >= 0 && fchmod(fd, old.st_mode & 07777) == 0 && (out = fdopen(fd, "w")) != NULL &&
+         fputs(text, out) != EOF && putc('\n', out) != EOF;
+    if (out != NULL)
+        ok = fclose(out) == 0 && ok;
+    else if (fd >= 0)
+        close(fd);
+    ok = ok && rename(temp, path) == 0;
+    if (!ok) {
+        fprintf(stderr, "jsoncodec: cannot rewrite '%s': %s\n", path, strerror(errno));
+        if (fd >= 0)
+            remove(temp);
+    }
+    free(temp);
+    return ok ? 0 : EXIT_USAGE;
+}
+
+/* Puts the canonical text `json` of the document read from `path` (whose
+ * text was `text`) where `destination` says. */
+static int put_formatted(enum destination destination, const char *path, const char *text, const char *json) {
+    size_t length = strlen(json);
+    int canonical = strncmp(text, json, length) == 0 && strcmp(text + length, "\n") == 0;
+    if (destination == TO_OUTPUT) {
+        fputs(json, stdout);
+        putchar('\n');
+        return finish_output();
+    }
+    if (canonical)
+        return 0;
+    if (destination == IN_PLACE)
+        return replace_file(path, json);
+    puts(path != NULL ? path : STDIN_LABEL);
+    return finish_output() != 0 ? EXIT_USAGE : EXIT_REFUSED;
+}
+
+/*
  * Checks or formats one document: FILE, or standard input for NULL, as
  * `type`, or as the type told by the document when `type` is NULL.
  * Returns the exit status of this document alone.
  */
-static int convert_file(enum command command, const char *path, const struct root_type *type, int compact) {
+static int convert_file(enum command command, const char *path, const struct root_type *type, int compact,
+                        enum destination destination) {
     const char *label = path != NULL ? path : STDIN_LABEL;
     char errbuf[ERRBUF_SIZE];
     char *text, *json = NULL;
@@ -330,17 +406,23 @@ static int convert_file(enum command command, const char *path, const struct roo
 
     errbuf[0] = '\0';
     status = type->convert(text, command == FORMAT ? &json : NULL, compact ? 0 : 1, errbuf, sizeof errbuf);
-    free(text);
     if (status != RMQC_OK) {
+        free(text);
         print_diagnostic(label, errbuf, status);
         return EXIT_REFUSED;
     }
-    if (json != NULL) {
-        fputs(json, stdout);
-        putchar('\n');
-        free(json);
-        return finish_output();
-    }
+    status = json != NULL ? put_formatted(destination, path, text, json) : 0;
+    free(json);
+    free(text);
+    return status;
+}
+
+/* Whether one of the operands is '-', standard input. */
+static int reads_stdin_named(char **operands, int count) {
+    int i;
+    for (i = 0; i < count; i++)
+        if (strcmp(operands[i], "-") == 0)
+            return 1;
     return 0;
 }
 
@@ -366,6 +448,7 @@ int main(int argc, char **argv) {
      * move to have been read already. */
     char **operands = argv + 2;
     int operand_count = 0, compact = 0, options_done = 0, reads_stdin = 0, status = 0, i;
+    enum destination destination = TO_OUTPUT;
 
     for (i = 1; i < argc; i++) {
         if (strcmp(argv[i], "--help") == 0 || strcmp(argv[i], "-h") == 0) {
@@ -408,6 +491,14 @@ int main(int argc, char **argv) {
             if (command != FORMAT)
                 return usage_error("--compact applies to format only", NULL);
             compact = 1;
+        } else if (!options_done && (strcmp(arg, "-i") == 0 || strcmp(arg, "--in-place") == 0 ||
+                                     strcmp(arg, "--check") == 0)) {
+            enum destination wanted = arg[1] == 'i' || arg[2] == 'i' ? IN_PLACE : COMPARE;
+            if (command != FORMAT)
+                return usage_error("-i and --check apply to format only", NULL);
+            if (destination != TO_OUTPUT && destination != wanted)
+                return usage_error("-i and --check exclude each other", NULL);
+            destination = wanted;
         } else if (!options_done && arg[0] == '-' && arg[1] != '\0') {
             return usage_error(command == SCHEMA ? "unknown option for schema" : "unknown option", arg);
         } else {
@@ -424,18 +515,20 @@ int main(int argc, char **argv) {
 
     if (type_name != NULL && (type = find_root_type(type_name)) == NULL)
         return usage_error("unknown type", type_name);
-    if (command == FORMAT && operand_count > 1)
-        return usage_error("format takes one file", NULL);
+    if (command == FORMAT && destination == TO_OUTPUT && operand_count > 1)
+        return usage_error("format takes one file (or -i or --check and several)", NULL);
+    if (destination == IN_PLACE && (operand_count == 0 || reads_stdin_named(operands, operand_count)))
+        return usage_error("-i needs files, not standard input", NULL);
     for (i = 0; i < operand_count; i++) {
         if (strcmp(operands[i], "-") == 0 && reads_stdin++ > 0)
             return usage_error("standard input ('-') named more than once", NULL);
     }
 
     if (operand_count == 0)
-        return convert_file(command, NULL, type, compact);
+        return convert_file(command, NULL, type, compact, destination);
     for (i = 0; i < operand_count; i++) {
         const char *path = strcmp(operands[i], "-") == 0 ? NULL : operands[i];
-        int file_status = convert_file(command, path, type, compact);
+        int file_status = convert_file(command, path, type, compact, destination);
         if (file_status > status)
             status = file_status;
     }

@@ -131,5 +131,16 @@ input=$work/big.json
 run 0 format --type rule --compact && cmp -s "$work/big.json" "$work/out"
 verdict "a large document arrives whole through standard input"
 
+# format -i rewrites what is not canonical, keeping the mode, and leaves a
+# refused file byte for byte; --check only lists what is not canonical.
+printf '{"ruleName":"r"}' >"$work/flat.json" && chmod 640 "$work/flat.json"
+cp "$ex/rule.json" "$work/canonical.json" && cp "$ex/rule-faulty.json" "$work/faulty.json"
+run 1 format --check "$work/flat.json" "$work/canonical.json" && is out "$work/flat.json" &&
+    run 1 format -i "$work/flat.json" "$work/canonical.json" "$work/faulty.json" && cmp -s "$ex/rule-faulty.json" "$work/faulty.json" &&
+    has err "$work/faulty.json: <rule>.ruleItem_Definitions[1]" && [ "$(stat -c %a "$work/flat.json")" = 640 ] &&
+    run 0 format --check "$work/flat.json" "$work/canonical.json" && empty out && [ "$(ls "$work" | grep -c jsoncodec-)" -eq 0 ] &&
+    run 2 format -i - && run 2 format -i --check "$work/flat.json"
+verdict "format -i rewrites in place and leaves a refused file alone; --check lists what -i would change"
+
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]
