@@ -16,7 +16,7 @@
  * on standard error after the file's name), 2 bad usage, a document whose
  * type cannot be told, or an input or output failure.
  */
-#define _POSIX_C_SOURCE 200809L /* mkstemp, fchmod, fdopen */
+#define _XOPEN_SOURCE 700 /* mkstemp, fchmod, fdopen, realpath */
 
 #include <errno.h>
 #include <stdio.h>
@@ -336,19 +336,23 @@ static void print_diagnostic(const char *label, const char *errbuf, int32_t stat
  */
 static int replace_file(const char *path, const char *text) {
     static const char pattern[] = ".jsoncodec-XXXXXX";
-    const char *slash = strrchr(path, '/');
-    size_t folder = slash != NULL ? (size_t)(slash - path) + 1 : 0;
+    /* A symbolic link is followed: the file it names is replaced, in its own
+     * folder, and the link stays a link. */
+    char *target = realpath(path, NULL);
+    const char *slash = target != NULL ? strrchr(target, '/') : NULL;
+    size_t folder = slash != NULL ? (size_t)(slash - target) + 1 : 0;
     struct stat old;
-    char *temp = malloc(folder + sizeof pattern);
+    char *temp = target != NULL ? malloc(folder + sizeof pattern) : NULL;
     FILE *out = NULL;
     int fd = -1, ok;
 
-    if (temp == NULL || stat(path, &old) != 0) {
-        fprintf(stderr, "jsoncodec: cannot rewrite '%s': %s\n", path, strerror(temp == NULL ? ENOMEM : errno));
+    if (temp == NULL || stat(target, &old) != 0) {
+        fprintf(stderr, "jsoncodec: cannot rewrite '%s': %s\n", path, strerror(target != NULL && temp == NULL ? ENOMEM : errno));
         free(temp);
+        free(target);
         return EXIT_USAGE;
     }
-    memcpy(temp, path, folder);
+    memcpy(temp, target, folder);
     memcpy(temp + folder, pattern, sizeof pattern);
     ok = (fd = mkstemp(temp)) >= 0 && fchmod(fd, old.st_mode & 07777) == 0 && (out = fdopen(fd, "w")) != NULL &&
          fputs(text, out) != EOF && putc('\n', out) != EOF;
@@ -356,13 +360,14 @@ static int replace_file(const char *path, const char *text) {
         ok = fclose(out) == 0 && ok;
     else if (fd >= 0)
         close(fd);
-    ok = ok && rename(temp, path) == 0;
+    ok = ok && rename(temp, target) == 0;
     if (!ok) {
         fprintf(stderr, "jsoncodec: cannot rewrite '%s': %s\n", path, strerror(errno));
         if (fd >= 0)
             remove(temp);
     }
     free(temp);
+    free(target);
     return ok ? 0 : EXIT_USAGE;
 }
 
