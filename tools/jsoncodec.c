@@ -375,14 +375,13 @@ static int replace_file(const char *path, const char *text) {
  * text was `text`) where `destination` says. */
 static int put_formatted(enum destination destination, const char *path, const char *text, const char *json) {
     size_t length = strlen(json);
-    int canonical = strncmp(text, json, length) == 0 && strcmp(text + length, "\n") == 0;
     if (destination == TO_OUTPUT) {
         fputs(json, stdout);
         putchar('\n');
         return finish_output();
     }
-    if (canonical)
-        return 0;
+    if (strncmp(text, json, length) == 0 && strcmp(text + length, "\n") == 0)
+        return 0; /* already canonical */
     if (destination == IN_PLACE)
         return replace_file(path, json);
     puts(path != NULL ? path : STDIN_LABEL);
@@ -420,15 +419,6 @@ static int convert_file(enum command command, const char *path, const struct roo
     free(json);
     free(text);
     return status;
-}
-
-/* Whether one of the operands is '-', standard input. */
-static int reads_stdin_named(char **operands, int count) {
-    int i;
-    for (i = 0; i < count; i++)
-        if (strcmp(operands[i], "-") == 0)
-            return 1;
-    return 0;
 }
 
 static int print_schema(const char *type_name) {
@@ -522,12 +512,12 @@ int main(int argc, char **argv) {
         return usage_error("unknown type", type_name);
     if (command == FORMAT && destination == TO_OUTPUT && operand_count > 1)
         return usage_error("format takes one file (or -i or --check and several)", NULL);
-    if (destination == IN_PLACE && (operand_count == 0 || reads_stdin_named(operands, operand_count)))
-        return usage_error("-i needs files, not standard input", NULL);
     for (i = 0; i < operand_count; i++) {
         if (strcmp(operands[i], "-") == 0 && reads_stdin++ > 0)
             return usage_error("standard input ('-') named more than once", NULL);
     }
+    if (destination == IN_PLACE && (operand_count == 0 || reads_stdin > 0))
+        return usage_error("-i needs files, not standard input", NULL);
 
     if (operand_count == 0)
         return convert_file(command, NULL, type, compact, destination);

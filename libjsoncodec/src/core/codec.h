@@ -56,7 +56,7 @@ struct UnionDesc {
 
 struct FieldDesc {
     const char *name;          // JSON property name (= C field name)
-    uint8_t name_length;
+    uint8_t name_length;       // strlen(name)
     Kind kind;
     bool required;
     uint32_t offset;           // the value; for a union, its storage
@@ -117,6 +117,14 @@ int32_t encode_record(const TypeDesc &type, json_t **out, const void *src, int32
 // tags say, and zero-fills it. Never follows the record's own `next` link
 // and never frees the record itself.
 void release_record(const TypeDesc &type, void *record);
+
+// Whether `text` is one of the allowed texts; NULL is none of them.
+inline bool enum_allows(const EnumDesc &allowed, const char *text) {
+    if (text == nullptr) return false;
+    for (uint32_t i = 0; i < allowed.count; ++i)
+        if (std::strcmp(text, allowed.values[i]) == 0) return true;
+    return false;
+}
 
 // Checks `text` (NULL included) against the allowed texts; on a mismatch
 // reports the enum message with `code` at `node`, the node that names the

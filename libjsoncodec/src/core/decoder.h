@@ -121,10 +121,7 @@ struct Decoder {
             seen.name = first.name;
             seen.text = Tree::is_object(value) ? Tree::string(Tree::member(value, first.name), &length) : nullptr;
         }
-        if (seen.text == nullptr) return false;
-        for (uint32_t i = 0; i < first.allowed->count; ++i)
-            if (std::strcmp(seen.text, first.allowed->values[i]) == 0) return false;
-        return true;
+        return seen.text != nullptr && !enum_allows(*first.allowed, seen.text);
     }
 
     // Tries the members in order on private buffers; the first that decodes

@@ -3,7 +3,6 @@
 // kind by property kind, and reports every generic fault from one message
 // per shape (engine_internal.h).
 #include <algorithm>
-#include <cstdarg>
 #include <cstdlib>
 #include <cstring>
 
@@ -196,10 +195,7 @@ int32_t encode_field(const FieldDesc &field, const TypeDesc &type, const void *r
 
 int32_t check_enum(const EnumDesc &allowed, const char *text, int32_t code, char *errbuf, uint64_t errlen,
                    path_node *node) {
-    if (text != nullptr) {
-        for (uint32_t i = 0; i < allowed.count; ++i)
-            if (std::strcmp(text, allowed.values[i]) == 0) return RMQC_OK;
-    }
+    if (enum_allows(allowed, text)) return RMQC_OK;
     if (errlen == 0) return code;
     // "String based enum fails to match one of: [ 'a', 'b' ]. "
     char detail[DETAIL_SIZE];

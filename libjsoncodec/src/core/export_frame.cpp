@@ -119,41 +119,21 @@ int32_t decode_document(const TypeDesc &type, void *out, const char *json, char 
     return status;
 }
 
-}  // namespace
-
-int32_t json_to_frame(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen) {
-    return decode_document(type, out, json, errbuf, errlen, true);
-}
-
-int32_t json_to_frame_jansson(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen) {
-    return decode_document(type, out, json, errbuf, errlen, false);
-}
-
-int32_t json_from_frame(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
-                        int32_t pretty, const char *null_output_message) {
-    if (errbuf == nullptr) errlen = 0;
-    if (errlen != 0) errbuf[0] = '\0';
-    if (out_json == nullptr) {
-        path_node root = root_node(type.name);
-        return report_error(null_output_message, RMQC_ERR_BAD_ARGS, errbuf, errlen, &root, 0, nullptr);
-    }
-    // The direct writer gives the same text as the tree, or gives up and
-    // leaves the record to the tree, which reports whatever stopped it.
-    if (char *text = write_record_text(type, src, pretty != 0)) {
-        *out_json = text;
-        return RMQC_OK;
-    }
-    return json_from_frame_jansson(type, src, out_json, errbuf, errlen, pretty, null_output_message);
-}
-
-int32_t json_from_frame_jansson(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
-                             int32_t pretty, const char *null_output_message) {
+// rmqc_json_from_<T>, with or without the direct writer first.
+int32_t encode_document(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
+                        int32_t pretty, const char *null_output_message, bool fast) {
     path_node root = root_node(type.name);
     if (errbuf == nullptr) errlen = 0;
     if (errlen != 0) errbuf[0] = '\0';
     if (out_json == nullptr)
         return report_error(null_output_message, RMQC_ERR_BAD_ARGS, errbuf, errlen, &root, 0, nullptr);
 
+    // The direct writer gives the same text as the tree, or gives up and
+    // leaves the record to the tree, which reports whatever stopped it.
+    if (char *text = fast ? write_record_text(type, src, pretty != 0) : nullptr) {
+        *out_json = text;
+        return RMQC_OK;
+    }
     json_t *value = nullptr;
     int32_t status = encode_record(type, &value, src, 0, errbuf, errlen, &root);
     if (status != RMQC_OK) {
@@ -166,6 +146,26 @@ int32_t json_from_frame_jansson(const TypeDesc &type, const void *src, char **ou
     if (*out_json == nullptr)
         return report_error("Failure during json_dumps call", RMQC_ERR_OTHER, errbuf, errlen, &root, 0, nullptr);
     return RMQC_OK;
+}
+
+}  // namespace
+
+int32_t json_to_frame(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen) {
+    return decode_document(type, out, json, errbuf, errlen, true);
+}
+
+int32_t json_to_frame_jansson(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen) {
+    return decode_document(type, out, json, errbuf, errlen, false);
+}
+
+int32_t json_from_frame(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
+                        int32_t pretty, const char *null_output_message) {
+    return encode_document(type, src, out_json, errbuf, errlen, pretty, null_output_message, true);
+}
+
+int32_t json_from_frame_jansson(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
+                                int32_t pretty, const char *null_output_message) {
+    return encode_document(type, src, out_json, errbuf, errlen, pretty, null_output_message, false);
 }
 
 void free_frame(const TypeDesc &type, void *record) {

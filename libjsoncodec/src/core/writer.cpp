@@ -16,9 +16,14 @@
 #include <cstring>
 #include <iterator>
 
+#include "engine_internal.h"
+
 namespace jsoncodec {
 
 namespace {
+
+using detail::at;
+using detail::is_flagged;
 
 constexpr uint64_t ONES = 0x0101010101010101ULL;
 constexpr uint64_t HIGHS = 0x8080808080808080ULL;
@@ -211,16 +216,6 @@ void put_integer(Out &out, int64_t value) {
     out.put(p, static_cast<size_t>(std::end(digits) - p));
 }
 
-template <class F>
-const F &at(const void *record, uint32_t offset) {
-    return *reinterpret_cast<const F *>(static_cast<const char *>(record) + offset);
-}
-
-bool is_allowed(const EnumDesc &allowed, const char *text) {
-    for (uint32_t i = 0; i < allowed.count; ++i)
-        if (std::strcmp(text, allowed.values[i]) == 0) return true;
-    return false;
-}
 
 // Walks a record as encode_record does, giving up wherever encode_record
 // would fail. `level` is the nesting of the JSON value being written, which
@@ -237,7 +232,7 @@ public:
         bool first = true;
         for (uint32_t i = 0; i < type.field_count; ++i) {
             const FieldDesc &field = type.fields[i];
-            if (!field.required && at<uint8_t>(src, field.present_offset) == 0) continue;
+            if (!is_flagged(field, src)) continue;
             begin_member(first, level);
             first = false;
             if (!put_key(field.name)) return false;
@@ -293,7 +288,7 @@ private:
                 const char *text = at<char *>(record, field.offset);
                 if (text == nullptr) return false;
                 if constexpr (Out::checks) {
-                    if (field.kind == Kind::Enum && !is_allowed(*field.allowed, text)) return false;
+                    if (field.kind == Kind::Enum && !enum_allows(*field.allowed, text)) return false;
                 }
                 return put_string(out_, text);
             }
