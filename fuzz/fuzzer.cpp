@@ -14,6 +14,10 @@
 //     input with at most the properties the schema does not know left out.
 //     Both texts decode again, to trees that encode to the same two texts:
 //     the first encoding is the document's normal form.
+//   - The tool's checker (the library's checking walk, its faults placed in
+//     the text) refuses what the export refuses. With --first it reports
+//     exactly the export's fault; going on, that fault among others, each
+//     inside the text, in text order, at the line and column of its offset.
 #include <jansson.h>
 
 #include <algorithm>
@@ -23,6 +27,7 @@
 #include <cstring>
 #include <string>
 
+#include "checker.h"
 #include "jsoncodec.h"
 
 #ifndef JSONCODEC_FUZZ_ROOT
@@ -130,6 +135,39 @@ void round_trip(const char *input, const Root *tree) {
     }
 }
 
+void check_faults(const std::string &input, const Call &full) {
+    const char *text = input.c_str();
+    const size_t length = std::strlen(text);
+    std::string line = full.line;
+    if (!line.empty() && line.back() == '\n') line.pop_back();
+    for (int every : {0, 1}) {
+        checker_faults faults;
+        const int result = checker_run(FUZZ_TEXT(JSONCODEC_FUZZ_ROOT), text, every, &faults);
+        require(result == (full.status == RMQC_OK ? 0 : 1), "the checker and the export disagree", line);
+        require(every != 0 || faults.count == (result != 0 ? 1u : 0u), "--first gives other than one fault", line);
+        bool has_export_fault = result == 0;
+        for (size_t i = 0; i < faults.count; ++i) {
+            const checker_fault &fault = faults.items[i];
+            require(fault.offset <= length && (i == 0 || faults.items[i - 1].offset <= fault.offset),
+                    "a fault is placed outside the text or out of order", fault.message);
+            size_t at_line = 1, at_column = 1;
+            for (size_t at = 0; at < fault.offset; ++at) {
+                if (text[at] == '\n') {
+                    ++at_line;
+                    at_column = 1;
+                } else if ((static_cast<unsigned char>(text[at]) & 0xC0) != 0x80) {
+                    ++at_column;
+                }
+            }
+            require(fault.line == at_line && fault.column == at_column, "a fault's line and column are not its offset's",
+                    fault.message);
+            has_export_fault = has_export_fault || line == fault.message;
+        }
+        require(has_export_fault, "the export's fault is not among the checker's", line);
+        checker_release(&faults);
+    }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -147,6 +185,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
                 full.line);
     }
     check_out_and_release(full, parse_failed);
+    check_faults(input, full);
 
     // Every other input gets a second call with a short buffer, from 0 to
     // one more than the full line's length, picked from the input so that a

@@ -2,19 +2,21 @@
  * jsoncodec - check, reformat and describe configuration documents with
  * libjsoncodec.
  *
- *   jsoncodec check  [--type T] [FILE...]
- *   jsoncodec format [--type T] [--compact] [FILE]
- *   jsoncodec format [--type T] [--compact] (-i | --check) FILE...
+ *   jsoncodec check  [--type T] [--first] [--format=text|json] [--color=WHEN] [FILE...]
+ *   jsoncodec format [--type T] [--compact] [--color=WHEN] [FILE]
+ *   jsoncodec format [--type T] [--compact] [--color=WHEN] (-i | --check) FILE...
  *   jsoncodec schema T
  *
- * The tool reads the input and calls the library's exports for the root
- * type; every judgement about a document is the library's. Without --type
- * it parses the document itself (with jansson) only to see which root
- * type's name property the top-level object holds. The schemas it prints
- * are generated at build time from the library's record tables (schemas.h).
- * Exit status: 0 success, 1 a document was refused (its diagnostic line is
- * on standard error after the file's name), 2 bad usage, a document whose
- * type cannot be told, or an input or output failure.
+ * The tool reads the input and converts it with the library as its root
+ * type; every judgement about a document is the library's. check goes
+ * through the library's checking walk (checker.h), which reports every
+ * fault with its place; format calls the exports. Without --type the tool
+ * parses the document itself (with jansson) only to see which root type's
+ * name property the top-level object holds. The schemas it prints are
+ * generated at build time from the library's record tables (schemas.h).
+ * Exit status: 0 success, 1 a document was refused (its faults are on
+ * standard error, or in the JSON array on standard output), 2 bad usage, a
+ * document whose type cannot be told, or an input or output failure.
  */
 #define _XOPEN_SOURCE 700 /* mkstemp, fchmod, fdopen, realpath */
 
@@ -27,7 +29,10 @@
 
 #include <jansson.h>
 
+#include "checker.h"
 #include "jsoncodec.h"
+#include "report.h"
+#include "root_types.h"
 #include "schemas.h"
 
 #ifndef JSONCODEC_VERSION
@@ -41,18 +46,6 @@
 
 /* How messages name standard input. */
 #define STDIN_LABEL "(standard input)"
-
-/*
- * Every root type the library converts, with the required name property
- * that tells a document of that type apart (NULL: the type has none and is
- * never guessed). Adding a type is one line here.
- */
-#define ROOT_TYPES(X)                                 \
-    X(data_protection_policy, "policyName")           \
-    X(workflow, "workflowName")                       \
-    X(action, "actionName")                           \
-    X(rule, "ruleName")                               \
-    X(item_definition, NULL)
 
 /*
  * Decodes `text` as a T and, when `out_json` is not NULL, encodes the tree
@@ -90,6 +83,17 @@ enum command { CHECK, FORMAT, SCHEMA };
  * itself (-i), or nowhere, only comparing it with the file (--check). */
 enum destination { TO_OUTPUT, IN_PLACE, COMPARE };
 
+/* What the command line asks of each file. */
+struct run {
+    enum command command;
+    const struct root_type *type; /* NULL: told by each document */
+    int compact;                  /* format --compact */
+    enum destination destination; /* format: -i, --check */
+    int first;                    /* check --first */
+    int colour;                   /* whether the fault text is coloured */
+    json_t *json;                 /* check --format=json: the array of faults; else NULL */
+};
+
 static const struct root_type *find_root_type(const char *name) {
     size_t i;
     for (i = 0; i < ROOT_TYPE_COUNT; i++)
@@ -112,9 +116,9 @@ static void print_name_properties(FILE *to) {
 }
 
 static const char synopsis[] =
-    "usage: jsoncodec check  [--type TYPE] [FILE...]\n"
-    "       jsoncodec format [--type TYPE] [--compact] [FILE]\n"
-    "       jsoncodec format [--type TYPE] [--compact] (-i | --check) FILE...\n"
+    "usage: jsoncodec check  [--type TYPE] [--first] [--format=text|json] [--color=WHEN] [FILE...]\n"
+    "       jsoncodec format [--type TYPE] [--compact] [--color=WHEN] [FILE]\n"
+    "       jsoncodec format [--type TYPE] [--compact] [--color=WHEN] (-i | --check) FILE...\n"
     "       jsoncodec schema TYPE\n"
     "       jsoncodec --help | --version\n";
 
@@ -128,10 +132,21 @@ static void print_help(FILE *to) {
           "\n"
           "Commands:\n"
           "  check   Decode each FILE as its root type. A valid document prints\n"
-          "          nothing. A refused one prints the library's diagnostic line on\n"
-          "          standard error after the file's name and \": \", e.g.\n"
-          "            examples/rule-faulty.json: <rule>.ruleItem_Definitions[1]...\n"
-          "          Every FILE is checked, whatever happened to the ones before.\n"
+          "          nothing. A refused one prints each of its faults on standard\n"
+          "          error, in file order, as a compiler does: the place, the\n"
+          "          library's diagnostic line, the source line with a caret under\n"
+          "          the place, and a note when a refused text is close to an\n"
+          "          allowed one, e.g.\n"
+          "            examples/rule-faulty.json:15:36: error: <rule>.ruleItem_Def...\n"
+          "                15 |             \"item_definitionType\": 1,\n"
+          "                   |                                    ^\n"
+          "          LINE and COLUMN count from 1; the column counts characters. The\n"
+          "          place is the start of the faulty value; for a missing property,\n"
+          "          the opening brace of the object that lacks it; for a text that\n"
+          "          does not parse, where the JSON parser stopped. A union that\n"
+          "          matches none of its members is one fault, placed where its\n"
+          "          closest member failed. Every FILE is checked, whatever happened\n"
+          "          to the ones before.\n"
           "  format  Decode FILE and encode it again to standard output, indented by\n"
           "          four blanks, or on one line with --compact, followed by a\n"
           "          newline. Properties come out in record order; properties the\n"
@@ -140,7 +155,8 @@ static void print_help(FILE *to) {
           "          -i rewrites each FILE that is not in canonical form with its\n"
           "          formatted text, atomically (a new file in the same folder,\n"
           "          given the file's mode, renamed over it); a refused FILE is\n"
-          "          left untouched and its fault reported.\n"
+          "          left untouched and its first fault reported, as check --first\n"
+          "          does.\n"
           "          --check changes nothing: it lists on standard output each\n"
           "          FILE not in canonical form and exits 1 if there is one.\n"
           "  schema  Print the JSON Schema (draft 2020-12) of the root type TYPE,\n"
@@ -149,6 +165,20 @@ static void print_help(FILE *to) {
           "Options:\n"
           "  --type TYPE, --type=TYPE\n"
           "             decode as TYPE instead of telling the type from the document\n"
+          "  --first    (check) report only each document's first fault, the one\n"
+          "             the library's rmqc_json_to_ functions report\n"
+          "  --format=text|json\n"
+          "             (check) text (the default), or one JSON array on standard\n"
+          "             output for the whole run, with an object per fault: file,\n"
+          "             line, column, path (an RFC 6901 JSON Pointer to the value;\n"
+          "             for a missing property, where it belongs), status (the\n"
+          "             library's status code), message (the library's line) and,\n"
+          "             when there is a note, hint (the allowed text); [] when\n"
+          "             every document is valid\n"
+          "  --color[=WHEN]\n"
+          "             colour the faults: auto (the default: when standard error\n"
+          "             is a terminal and NO_COLOR is not set), always or never;\n"
+          "             --color alone is always\n"
           "  --compact  (format) one line, without blanks after separators\n"
           "  -i, --in-place  (format) rewrite each FILE in canonical form\n"
           "  --check    (format) list the FILEs not in canonical form\n"
@@ -317,16 +347,25 @@ static const struct root_type *detect_type(const char *text, const char *label) 
     return found;
 }
 
-/* Prints the library's diagnostic line after the document's label; the
- * line may already end in a newline. */
-static void print_diagnostic(const char *label, const char *errbuf, int32_t status) {
-    size_t length = strlen(errbuf);
-    if (length == 0)
-        fprintf(stderr, "%s: conversion failed with status %ld\n", label, (long)status);
-    else if (errbuf[length - 1] == '\n')
-        fprintf(stderr, "%s: %s", label, errbuf);
-    else
-        fprintf(stderr, "%s: %s\n", label, errbuf);
+/*
+ * Reports the faults of `text`, read from `label`, as a `type`: every one,
+ * or with `first` only the one the export reports; as text on standard
+ * error, or into the run's JSON array. Returns the exit status of the
+ * document: 0 valid, 1 refused, 2 when memory ran out.
+ */
+static int report_document(const struct run *run, const char *label, const char *text,
+                           const struct root_type *type, int first) {
+    struct checker_faults faults;
+    int result = checker_run(type->name, text, !first, &faults);
+    if (result < 0 || (result > 0 && run->json != NULL && append_faults(run->json, label, &faults) != 0)) {
+        checker_release(&faults);
+        fprintf(stderr, "jsoncodec: %s: out of memory while checking the document\n", label);
+        return EXIT_USAGE;
+    }
+    if (result > 0 && run->json == NULL)
+        print_faults(stderr, label, text, &faults, run->colour);
+    checker_release(&faults);
+    return result;
 }
 
 /*
@@ -389,16 +428,16 @@ static int put_formatted(enum destination destination, const char *path, const c
 }
 
 /*
- * Checks or formats one document: FILE, or standard input for NULL, as
- * `type`, or as the type told by the document when `type` is NULL.
+ * Checks or formats one document: FILE, or standard input for NULL, as the
+ * run's type, or as the type told by the document when it has none.
  * Returns the exit status of this document alone.
  */
-static int convert_file(enum command command, const char *path, const struct root_type *type, int compact,
-                        enum destination destination) {
+static int convert_file(const struct run *run, const char *path) {
     const char *label = path != NULL ? path : STDIN_LABEL;
+    const struct root_type *type = run->type;
     char errbuf[ERRBUF_SIZE];
     char *text, *json = NULL;
-    int32_t status;
+    int status;
 
     text = read_input(path);
     if (text == NULL)
@@ -408,14 +447,18 @@ static int convert_file(enum command command, const char *path, const struct roo
         return EXIT_USAGE;
     }
 
-    errbuf[0] = '\0';
-    status = type->convert(text, command == FORMAT ? &json : NULL, compact ? 0 : 1, errbuf, sizeof errbuf);
-    if (status != RMQC_OK) {
-        free(text);
-        print_diagnostic(label, errbuf, status);
-        return EXIT_REFUSED;
+    if (run->command == CHECK) {
+        status = report_document(run, label, text, type, run->first);
+    } else if (type->convert(text, &json, run->compact ? 0 : 1, errbuf, sizeof errbuf) != RMQC_OK) {
+        /* The checker's first fault is the export's, now with its place. */
+        status = report_document(run, label, text, type, 1);
+        if (status == 0) { /* the checker ran where the export ran out of memory */
+            fprintf(stderr, "%s: %.*s\n", label, (int)strcspn(errbuf, "\n"), errbuf);
+            status = EXIT_REFUSED;
+        }
+    } else {
+        status = put_formatted(run->destination, path, text, json);
     }
-    status = json != NULL ? put_formatted(destination, path, text, json) : 0;
     free(json);
     free(text);
     return status;
@@ -435,15 +478,30 @@ static int print_schema(const char *type_name) {
     return EXIT_USAGE;
 }
 
+/*
+ * Whether argv[*i] is the option `name` with a value, given as "NAME=VALUE"
+ * or as the next argument (then *i moves past it). *value is NULL when the
+ * value is missing.
+ */
+static int option_with_value(int argc, char **argv, int *i, const char *name, const char **value) {
+    size_t length = strlen(name);
+    if (strncmp(argv[*i], name, length) != 0 || (argv[*i][length] != '\0' && argv[*i][length] != '='))
+        return 0;
+    if (argv[*i][length] == '=')
+        *value = argv[*i] + length + 1;
+    else
+        *value = *i + 1 < argc ? argv[++*i] : NULL;
+    return 1;
+}
+
 int main(int argc, char **argv) {
-    enum command command;
-    const char *type_name = NULL;
-    const struct root_type *type = NULL;
+    struct run run = {CHECK, NULL, 0, TO_OUTPUT, 0, 0, NULL};
+    const char *type_name = NULL, *value;
+    enum colour_choice colour = COLOUR_AUTO;
     /* The operands are gathered at the front of argv[2..]; the slots they
      * move to have been read already. */
     char **operands = argv + 2;
-    int operand_count = 0, compact = 0, options_done = 0, reads_stdin = 0, status = 0, i;
-    enum destination destination = TO_OUTPUT;
+    int operand_count = 0, options_done = 0, reads_stdin = 0, json = 0, status = 0, i;
 
     for (i = 1; i < argc; i++) {
         if (strcmp(argv[i], "--help") == 0 || strcmp(argv[i], "-h") == 0) {
@@ -460,72 +518,98 @@ int main(int argc, char **argv) {
     if (argc < 2)
         return usage_error("missing command", NULL);
     if (strcmp(argv[1], "check") == 0)
-        command = CHECK;
+        run.command = CHECK;
     else if (strcmp(argv[1], "format") == 0)
-        command = FORMAT;
+        run.command = FORMAT;
     else if (strcmp(argv[1], "schema") == 0)
-        command = SCHEMA;
+        run.command = SCHEMA;
     else
         return usage_error("unknown command", argv[1]);
 
     for (i = 2; i < argc; i++) {
         char *arg = argv[i];
-        if (!options_done && strcmp(arg, "--") == 0) {
+        if (options_done || arg[0] != '-' || arg[1] == '\0') {
+            operands[operand_count++] = arg;
+        } else if (strcmp(arg, "--") == 0) {
             options_done = 1;
-        } else if (!options_done && command != SCHEMA &&
-                   (strcmp(arg, "--type") == 0 || strncmp(arg, "--type=", 7) == 0)) {
+        } else if (run.command == SCHEMA) {
+            return usage_error("unknown option for schema", arg);
+        } else if (option_with_value(argc, argv, &i, "--type", &value)) {
             if (type_name != NULL)
                 return usage_error("--type given more than once", NULL);
-            if (arg[6] == '=')
-                type_name = arg + 7;
-            else if (i + 1 < argc)
-                type_name = argv[++i];
-            else
+            if (value == NULL)
                 return usage_error("--type needs a type name", NULL);
-        } else if (!options_done && strcmp(arg, "--compact") == 0) {
-            if (command != FORMAT)
+            type_name = value;
+        } else if (strcmp(arg, "--color") == 0 || strncmp(arg, "--color=", 8) == 0) {
+            value = arg[7] == '=' ? arg + 8 : "always";
+            if (strcmp(value, "auto") == 0)
+                colour = COLOUR_AUTO;
+            else if (strcmp(value, "always") == 0)
+                colour = COLOUR_ALWAYS;
+            else if (strcmp(value, "never") == 0)
+                colour = COLOUR_NEVER;
+            else
+                return usage_error("--color takes auto, always or never, not", value);
+        } else if (run.command == CHECK && option_with_value(argc, argv, &i, "--format", &value)) {
+            if (value == NULL || (strcmp(value, "text") != 0 && strcmp(value, "json") != 0))
+                return usage_error("--format takes text or json", NULL);
+            json = strcmp(value, "json") == 0;
+        } else if (run.command == CHECK && strcmp(arg, "--first") == 0) {
+            run.first = 1;
+        } else if (strcmp(arg, "--compact") == 0) {
+            if (run.command != FORMAT)
                 return usage_error("--compact applies to format only", NULL);
-            compact = 1;
-        } else if (!options_done && (strcmp(arg, "-i") == 0 || strcmp(arg, "--in-place") == 0 ||
-                                     strcmp(arg, "--check") == 0)) {
+            run.compact = 1;
+        } else if (strcmp(arg, "-i") == 0 || strcmp(arg, "--in-place") == 0 || strcmp(arg, "--check") == 0) {
             enum destination wanted = arg[1] == 'i' || arg[2] == 'i' ? IN_PLACE : COMPARE;
-            if (command != FORMAT)
+            if (run.command != FORMAT)
                 return usage_error("-i and --check apply to format only", NULL);
-            if (destination != TO_OUTPUT && destination != wanted)
+            if (run.destination != TO_OUTPUT && run.destination != wanted)
                 return usage_error("-i and --check exclude each other", NULL);
-            destination = wanted;
-        } else if (!options_done && arg[0] == '-' && arg[1] != '\0') {
-            return usage_error(command == SCHEMA ? "unknown option for schema" : "unknown option", arg);
+            run.destination = wanted;
         } else {
-            operands[operand_count++] = arg;
+            return usage_error("unknown option", arg);
         }
     }
 
-    if (command == SCHEMA) {
+    if (run.command == SCHEMA) {
         if (operand_count != 1)
             return usage_error(operand_count == 0 ? "schema needs a type name" : "schema takes one type name",
                                NULL);
         return print_schema(operands[0]);
     }
 
-    if (type_name != NULL && (type = find_root_type(type_name)) == NULL)
+    if (type_name != NULL && (run.type = find_root_type(type_name)) == NULL)
         return usage_error("unknown type", type_name);
-    if (command == FORMAT && destination == TO_OUTPUT && operand_count > 1)
+    if (run.command == FORMAT && run.destination == TO_OUTPUT && operand_count > 1)
         return usage_error("format takes one file (or -i or --check and several)", NULL);
     for (i = 0; i < operand_count; i++) {
         if (strcmp(operands[i], "-") == 0 && reads_stdin++ > 0)
             return usage_error("standard input ('-') named more than once", NULL);
     }
-    if (destination == IN_PLACE && (operand_count == 0 || reads_stdin > 0))
+    if (run.destination == IN_PLACE && (operand_count == 0 || reads_stdin > 0))
         return usage_error("-i needs files, not standard input", NULL);
+    run.colour = use_colour(colour, stderr);
+    if (json && (run.json = json_array()) == NULL) {
+        fputs("jsoncodec: out of memory\n", stderr);
+        return EXIT_USAGE;
+    }
 
     if (operand_count == 0)
-        return convert_file(command, NULL, type, compact, destination);
+        operands[operand_count++] = "-";
     for (i = 0; i < operand_count; i++) {
         const char *path = strcmp(operands[i], "-") == 0 ? NULL : operands[i];
-        int file_status = convert_file(command, path, type, compact, destination);
+        int file_status = convert_file(&run, path);
         if (file_status > status)
             status = file_status;
+    }
+    if (run.json != NULL) {
+        /* One array for the whole run, also when a file could not be read. */
+        if (json_dumpf(run.json, stdout, JSON_INDENT(2)) != 0 || putchar('\n') == EOF)
+            status = EXIT_USAGE;
+        json_decref(run.json);
+        if (finish_output() != 0)
+            status = EXIT_USAGE;
     }
     return status;
 }

@@ -1,5 +1,5 @@
 // The five root types through their exports: one table of refused documents
-// with the exact line each gives, the examples each way with every action
+// with the exact line each gives (the first the checking walk reports too), the examples each way with every action
 // kind and backup subtype, encoding faults inside the unions, the caller's
 // buffer and output parameters, and what each release routine frees.
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@
 
 #include "backup_schema.h"
 #include "jsoncodec.h"
-#include "root_calls.h"
+#include "root_tables.h"
 #include "validators.h"
 
 namespace {
@@ -145,6 +145,14 @@ TEST(Decode, RefusedDocumentsNameTheirPlace) {
         EXPECT_EQ(d.status, RMQC_ERR_DECODE);
         EXPECT_EQ(d.line, r.line);
         EXPECT_EQ(d.tree, nullptr);
+        // The checking walk's first fault is the export's, whether it goes on or not.
+        for (bool every : {false, true}) {
+            RecordedFaults log(every);
+            EXPECT_EQ(jsoncodec::check_frame(table_of(r.root), r.json.c_str(), log), RMQC_ERR_DECODE);
+            ASSERT_FALSE(log.lines.empty());
+            EXPECT_EQ(log.lines[0], r.line);
+            EXPECT_TRUE(every || log.lines.size() == 1);
+        }
     }
 }
 

@@ -6,12 +6,10 @@
 // union tags included, and the same again with each allocation refused.
 #include <gtest/gtest.h>
 
-#include "action_schema.h"
 #include "codec.h"
 #include "documents.h"
 #include "heap_injector.h"
-#include "policy_schema.h"
-#include "rule_schema.h"
+#include "root_tables.h"
 
 namespace {
 
@@ -21,10 +19,7 @@ using jsoncodec::UnionTrials;
 // Everything a decode of `value` as the document's root type shows, with
 // allocation k (0: none) refused and a buffer of `errlen` bytes.
 std::string decode(const Document &doc, const json_t *value, UnionTrials trials, uint64_t errlen, uint64_t k) {
-    const TypeDesc *type = nullptr;
-    for (const TypeDesc *desc : {&jsoncodec::data_protection_policy_desc, &jsoncodec::workflow_desc,
-                                 &jsoncodec::action_desc, &jsoncodec::rule_desc, &jsoncodec::item_definition_desc})
-        if (std::strcmp(desc->name, doc.root->name) == 0) type = desc;
+    const TypeDesc *type = &table_of(*doc.root);
     std::string line(errlen + 1, 'x');
     line[0] = '\0';  // as the exports do: the empty line unless a fault is reported
     jsoncodec::path_node root = jsoncodec::root_node(type->name);

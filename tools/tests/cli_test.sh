@@ -1,8 +1,8 @@
 #!/bin/sh
 # Tests of the jsoncodec command-line tool, one case per command and
 # behaviour: exit status 0 (every document valid), 1 (a document refused,
-# its diagnostic line after the file's name) and 2 (bad usage, a type that
-# cannot be told, an input or output failure).
+# each fault placed in its file as a compiler does, or in JSON) and 2 (bad
+# usage, a type that cannot be told, an input or output failure).
 #
 # usage: cli_test.sh TOOL EXAMPLES_DIR
 set -u
@@ -36,23 +36,61 @@ lines() { [ "$(wc -l <"$work/$1")" -eq "$2" ]; }
 
 run 0 check --type rule "$ex/rule.json" && empty out && empty err &&
     run 0 check --type=item_definition "$ex/item_definition.json" && empty out && empty err &&
-    run 1 check --type rule "$ex/rule-faulty.json" && empty out &&
-    is err "$ex/rule-faulty.json: <rule>.ruleItem_Definitions[1].item_definitionType: JSON decode error. Expected a string as specified in schema."
-verdict "check is silent on a valid document and names a refused one's fault after its file"
+    run 1 check --type rule "$ex/rule-faulty.json" && empty out && is err "$ex/rule-faulty.json:15:36: error: \
+<rule>.ruleItem_Definitions[1].item_definitionType: JSON decode error. Expected a string as specified in schema.
+    15 |             \"item_definitionType\": 1,
+       |                                    ^"
+verdict "check is silent on a valid document and places a refused one's fault under its source line"
 
-# A parse failure's line already ends in a newline; it must not gain a second.
-printf '{"ruleName":"a","ruleName":"b"}' >"$work/repeated.json"
-run 1 check --type rule "$work/repeated.json" && lines err 1 &&
-    has err "$work/repeated.json: <rule>: JSON decode error. JSON parsing error: "
-verdict "a parse failure is one line"
+# Every fault of a policy in file order (the walk's first, policyProtectionEnable,
+# comes last in the file), one inside two unions with a hint, a missing
+# property at its object's brace, a column counted in characters after
+# "Réplication"; then a parse failure in a second file, at jansson's place.
+several=$ex/policy-faulty-several.json
+printf '{"policyName": "p",\n  "policyWorkflows": [}\n' >"$work/cut.json"
+run 1 check "$several" --type data_protection_policy "$work/cut.json" && empty out &&
+    grep -o '^[^ ]*:[0-9]*:[0-9]*: [a-z]*: .\{0,30\}' "$work/err" >"$work/places" &&
+    p="<data_protection_policy>.polic" && printf '%s\n' "$several:15:56: error: $p" \
+        "$several:15:56: note: did you mean 'snapshot'?" "$several:28:45: error: $p" \
+        "$several:28:45: note: did you mean 'week'?" "$several:41:9: error: $p" "$several:42:76: error: $p" \
+        "$several:46:31: error: $p" "$work/cut.json:2:23: error: <data_protection_policy>: JSON" | cmp -s - "$work/places" &&
+    has err "<actionBackupTraditional>.abBackupSubtype: JSON decode error. String based enum fails" \
+        "    42 |             \"workflowComment\": \"Réplication hors site\", \"workflowEnabled\": \"true\"," \
+        "       |                                                                            ^" \
+        "JSON parsing error: unexpected token near '}' in <string> line: 2 col: 23" &&
+    run 1 check --first "$several" && is err "$several:46:31: error: \
+<data_protection_policy>.policyProtectionEnable: JSON decode error. Expected property to be boolean as specified in schema.
+    46 |     \"policyProtectionEnable\": \"yes\"
+       |                               ^"
+verdict "every fault in file order at its line and column, with hints; --first gives only the export's"
+
+run 1 check --format=json "$several" --type data_protection_policy "$work/cut.json" && empty err &&
+    /usr/bin/python3 -c 'import json, sys
+for f in json.load(sys.stdin): print(f["file"].rsplit("/")[-1], f["line"], f["column"], f["path"], f["status"], f.get("hint"), f["message"][-20:])' \
+        <"$work/out" >"$work/fields" && printf '%s\n' \
+        "policy-faulty-several.json 15 56 /policyWorkflows/0/workflowActions/0/actionSpecific/actions/actionBackupSubtypeSpecific/backupSubtypes/abBackupSubtype 202 snapshot ls to match one of: " \
+        "policy-faulty-several.json 28 45 /policyWorkflows/0/workflowActions/0/actionSchedulePeriod 202 week th', 'reference' ]. " \
+        "policy-faulty-several.json 41 9 /policyWorkflows/1/workflowName 202 None violates the schema." \
+        "policy-faulty-several.json 42 76 /policyWorkflows/1/workflowEnabled 202 None specified in schema." \
+        "policy-faulty-several.json 46 31 /policyProtectionEnable 202 None specified in schema." \
+        "cut.json 2 23  202 None ing> line: 2 col: 23" | cmp -s - "$work/fields" &&
+    run 0 check --format json "$ex/rule.json" && is out "[]"
+verdict "--format=json: file, line, column, pointer, status, message and hint of each fault; [] when valid"
+
+run 1 check --color=always --first "$ex/rule-faulty.json" && has err "$(printf '\033[1;31merror:\033[m')" \
+        "$(printf '\033[1;32m^\033[m')" && cp "$work/err" "$work/coloured" &&
+    NO_COLOR=1 run 1 check --color "$ex/rule-faulty.json" && cmp -s "$work/err" "$work/coloured" &&
+    run 1 check "$ex/rule-faulty.json" && ! grep -q "$(printf '\033')" "$work/err" && run 2 check --color=sometimes
+verdict "--color=always and --color colour the faults, also under NO_COLOR; never on a pipe by default"
 
 # Every file is checked whatever happened before; the worst status wins.
 mkdir "$work/folder"
 run 1 check "$ex/rule.json" "$ex/rule-faulty.json" "$ex/policy.json" "$ex/workflow-faulty-discover.json" &&
-    empty out && lines err 2 && sed -n 1p "$work/err" | grep -q -F "$ex/rule-faulty.json: <rule>.ruleItem_Definitions[1]." &&
-    sed -n 2p "$work/err" | grep -q -F "$ex/workflow-faulty-discover.json: <workflow>.workflowActions[0]." &&
-    run 2 check "$work/missing.json" "$ex/rule-faulty.json" "$work/folder" "$ex/rule.json" && lines err 3 &&
-    has err "jsoncodec: cannot open '$work/missing.json': No such file or directory" "$ex/rule-faulty.json: <rule>." \
+    empty out && grep ': error: ' "$work/err" >"$work/errors" && lines errors 2 &&
+    sed -n 1p "$work/errors" | grep -q -F "$ex/rule-faulty.json:15:36: error: <rule>.ruleItem_Definitions[1]." &&
+    sed -n 2p "$work/errors" | grep -q -F "$ex/workflow-faulty-discover.json:9:39: error: <workflow>.workflowActions[0]." &&
+    run 2 check "$work/missing.json" "$ex/rule-faulty.json" "$work/folder" "$ex/rule.json" &&
+    has err "jsoncodec: cannot open '$work/missing.json': No such file or directory" "$ex/rule-faulty.json:15:36: error: <rule>." \
         "jsoncodec: cannot read '$work/folder': Is a directory"
 verdict "several files: each fault named by its file in order; an unreadable file exits 2 and stops nothing"
 
@@ -62,9 +100,9 @@ printf '%s\n' '{"workflowName":"w","workflowGroups":[1]}' >"$work/workflow.json"
 printf '%s\n' '{"actionName":"a"}' >"$work/action.json"
 printf '%s\n' '{"ruleName":1}' >"$work/rule.json"
 run 1 check "$work/policy.json" "$work/workflow.json" "$work/action.json" "$work/rule.json" &&
-    has err "$work/policy.json: <data_protection_policy>.policyWorkflows[0].workflowName: " \
-        "$work/workflow.json: <workflow>.workflowGroups[0]: " "$work/action.json: <action>.actionSpecific: " \
-        "$work/rule.json: <rule>.ruleName: " &&
+    has err "$work/policy.json:1:38: error: <data_protection_policy>.policyWorkflows[0].workflowName: " \
+        "$work/workflow.json:1:39: error: <workflow>.workflowGroups[0]: " "$work/action.json:1:1: error: <action>.actionSpecific: " \
+        "$work/rule.json:1:13: error: <rule>.ruleName: " &&
     run 1 check --type rule "$ex/action.json" && has err "<rule>.ruleName: "
 verdict "policyName, workflowName, actionName and ruleName each tell their type; --type overrides"
 
@@ -91,7 +129,7 @@ done
 [ $bad -eq 0 ]
 verdict "bad usage prints the synopsis on stderr and exits 2"
 
-run 0 --help && empty err && has out "usage: jsoncodec check  [--type TYPE] [FILE...]" "jsoncodec schema TYPE" \
+run 0 --help && empty err && has out "usage: jsoncodec check  [--type TYPE] [--first]" "jsoncodec schema TYPE" \
     "--compact" "ruleName      rule" "item_definition has no name property" "2  bad usage" &&
     cp "$work/out" "$work/help" && run 0 format --type rule -h && cmp -s "$work/help" "$work/out" &&
     run 0 schema rule --version && empty err && lines out 1 && grep -q -x 'jsoncodec [0-9][0-9]*\.[0-9][0-9]*\.[0-9][0-9]*' "$work/out"
@@ -119,8 +157,8 @@ verdict "--compact writes no blanks after separators"
 input=$ex/rule.json
 run 0 format --type rule && cmp -s "$ex/rule.json" "$work/out" &&
     run 0 format - && cmp -s "$ex/rule.json" "$work/out" &&
-    input=$ex/rule-faulty.json && run 1 check "$ex/rule.json" - "$ex/action.json" && lines err 1 &&
-    has err "(standard input): <rule>.ruleItem_Definitions[1]."
+    input=$ex/rule-faulty.json && run 1 check "$ex/rule.json" - "$ex/action.json" && lines err 3 &&
+    has err "(standard input):15:36: error: <rule>.ruleItem_Definitions[1]."
 verdict "standard input is read without FILE and as -, and named (standard input)"
 
 # Larger than any first read buffer: 20000 items, about 600 KB on one line.
@@ -137,7 +175,7 @@ printf '{"ruleName":"r"}' >"$work/flat.json" && chmod 640 "$work/flat.json"
 cp "$ex/rule.json" "$work/canonical.json" && cp "$ex/rule-faulty.json" "$work/faulty.json"
 run 1 format --check "$work/flat.json" "$work/canonical.json" && is out "$work/flat.json" &&
     run 1 format -i "$work/flat.json" "$work/canonical.json" "$work/faulty.json" && cmp -s "$ex/rule-faulty.json" "$work/faulty.json" &&
-    has err "$work/faulty.json: <rule>.ruleItem_Definitions[1]" && [ "$(stat -c %a "$work/flat.json")" = 640 ] &&
+    has err "$work/faulty.json:15:36: error: <rule>.ruleItem_Definitions[1]" && [ "$(stat -c %a "$work/flat.json")" = 640 ] &&
     run 0 format --check "$work/flat.json" "$work/canonical.json" && empty out && [ "$(ls "$work" | grep -c jsoncodec-)" -eq 0 ] &&
     run 2 format -i - && run 2 format -i --check "$work/flat.json"
 verdict "format -i rewrites in place and leaves a refused file alone; --check lists what -i would change"

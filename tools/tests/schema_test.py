@@ -97,9 +97,10 @@ def compare(cases, what):
     problems = []
     for root in ROOTS:
         paths = sorted(path for path in cases if root in cases[path][2])
-        result = subprocess.run([TOOL, "check", "--type", root, *paths], capture_output=True, text=True)
-        refused = {line.partition(": ")[0] for line in result.stderr.splitlines()}
-        if result.returncode != (1 if refused else 0) or not refused <= set(paths):
+        result = subprocess.run([TOOL, "check", "--format=json", "--first", "--type", root, *paths],
+                                capture_output=True, text=True)
+        refused = {fault["file"] for fault in json.loads(result.stdout or "null") or []}
+        if result.returncode != (1 if refused else 0) or not refused <= set(paths) or result.stderr:
             problems.append(f"check --type {root}: exit status {result.returncode}, {result.stderr[:500]}")
         problems += [f"{cases[path][0]} as {root}: library {'refuses' if path in refused else 'accepts'} it"
                      for path in paths if validators[root].is_valid(cases[path][1]) != (path not in refused)]

@@ -99,14 +99,17 @@ enum class UnionTrials : uint8_t {
     Literal,
 };
 
+class FaultLog;
+
 // Decodes the JSON object `value` into a record of `type`: a new one whose
 // address is stored at once in the pointer slot `out_new` when that is not
 // NULL, else the caller's storage `into`. Adds 1 to *match_count for every
 // property decoded. Returns 0 or the status of the first fault, which has
-// been reported; whatever was built stays reachable from the record.
+// been reported (and logged to `log`, which may ask for every fault: see
+// faults.h); whatever was built stays reachable from the record.
 int32_t decode_record(const TypeDesc &type, const json_t *value, void *out_new, void *into, int32_t depth,
                       char *errbuf, uint64_t errlen, path_node *path, uint32_t *match_count,
-                      UnionTrials trials = UnionTrials::Fast);
+                      UnionTrials trials = UnionTrials::Fast, FaultLog *log = nullptr);
 
 // Encodes the record `src` of `type` into a new JSON object stored in *out.
 // On failure *out may hold a partly built object, which the caller releases.

@@ -34,6 +34,33 @@ inline char *copy_text(const char *text, size_t length) {
     return copy;
 }
 
+// In a checking walk, passes the fault of a union's closest member on as
+// the union's own: the union's line and status, the place and the hint of the
+// member's fault (unless the union has its own hint).
+class UnionFault final : public FaultLog {
+  public:
+    UnionFault(Sink outer, path_node *path, const char *name, const char *hint)
+        : FaultLog(false), outer_(outer), path_(path), name_(name), hint_(hint) {}
+    void add(const Fault &fault) override {
+        char line[TRIAL_BUFFER_SIZE];
+        bounded_format(line, sizeof line, text::union_closest, fault.line);
+        report_error(line, RMQC_ERR_DECODE, outer_.buf, outer_.len, path_, PATH_FIELD, name_);
+        Fault passed = fault;
+        passed.status = RMQC_ERR_DECODE;
+        passed.line = outer_.len != 0 ? outer_.buf : "";
+        if (hint_ != nullptr) passed.hint = hint_;
+        outer_.log->add(passed);
+        done = true;
+    }
+    bool done = false;
+
+  private:
+    Sink outer_;
+    path_node *path_;
+    const char *name_;
+    const char *hint_;
+};
+
 template <class Tree>
 struct Decoder {
     using Value = typename Tree::Value;
@@ -43,9 +70,9 @@ struct Decoder {
         size_t length = 0;
         const char *source = Tree::string(value, &length);
         if (source == nullptr) return report_fixed(RMQC_ERR_DECODE, sink, path, PATH_FIELD, field.name, text::string_expected);
-        if (field.kind == Kind::Enum) {
+        if (field.kind == Kind::Enum && !enum_allows(*field.allowed, source)) {
             name_node(self, field.name, PATH_FIELD);
-            if (int32_t status = check_enum(*field.allowed, source, RMQC_ERR_DECODE, sink.buf, sink.len, self)) return status;
+            return report_enum(RMQC_ERR_DECODE, sink, self, *field.allowed, source);
         }
         char *copy = copy_text(source, length);
         if (copy == nullptr) return report_fixed(RMQC_ERR_NOMEM, sink, path, PATH_FIELD, field.name, text::string_alloc);
@@ -65,21 +92,26 @@ struct Decoder {
         store_pointer(static_cast<char *>(record) + field.offset, block);
         at<uint64_t>(record, field.count_offset) = size;
 
-        return Tree::each(value, [&](size_t i, Value item) -> int32_t {
+        int32_t first = RMQC_OK;
+        int32_t status = Tree::each(value, [&](size_t i, Value item) -> int32_t {
             int32_t index = static_cast<int32_t>(i);
+            int32_t fault = RMQC_OK;
             if (field.kind == Kind::IntegerArray) {
                 if (!Tree::integer(item, &static_cast<int64_t *>(block)[i]))
-                    return report_fixed(RMQC_ERR_DECODE, sink, path, index, field.name, text::integer_item_expected);
-                return RMQC_OK;
+                    fault = report_fixed(RMQC_ERR_DECODE, sink, path, index, field.name, text::integer_item_expected);
+            } else {
+                size_t length = 0;
+                const char *source = Tree::string(item, &length);
+                char *copy = nullptr;
+                if (source == nullptr)
+                    fault = report_fixed(RMQC_ERR_DECODE, sink, path, index, field.name, text::string_item_expected);
+                else if ((copy = copy_text(source, length)) == nullptr)
+                    fault = report_fixed(RMQC_ERR_NOMEM, sink, path, index, field.name, text::string_item_alloc);
+                static_cast<char **>(block)[i] = copy;
             }
-            size_t length = 0;
-            const char *source = Tree::string(item, &length);
-            if (source == nullptr) return report_fixed(RMQC_ERR_DECODE, sink, path, index, field.name, text::string_item_expected);
-            char *copy = copy_text(source, length);
-            if (copy == nullptr) return report_fixed(RMQC_ERR_NOMEM, sink, path, index, field.name, text::string_item_alloc);
-            static_cast<char **>(block)[i] = copy;
-            return RMQC_OK;
+            return goes_on(sink, fault, first) ? RMQC_OK : fault;
         });
+        return status != RMQC_OK ? status : first;
     }
 
     static int32_t list(const FieldDesc &field, Value value, void *record, int32_t depth, Sink sink, path_node *path,
@@ -90,15 +122,18 @@ struct Decoder {
         if (!Tree::array_size(value, &size))
             return report_fixed(RMQC_ERR_DECODE, sink, path, PATH_ARRAY, field.name, text::array_expected);
         if (size > MAX_ARRAY_SZ) return report_fixed(RMQC_ERR_DECODE, sink, path, PATH_ARRAY, field.name, text::array_too_large);
-        return Tree::each(value, [&](size_t i, Value item) -> int32_t {
+        int32_t first = RMQC_OK;
+        int32_t status = Tree::each(value, [&](size_t i, Value item) -> int32_t {
             name_node(self, field.name, static_cast<int32_t>(i));
             // Each element is linked before it is validated, so a failing element
-            // is released with the list.
-            if (int32_t status = record_of(*field.nested, item, link, nullptr, depth + 1, sink, self, match_count))
-                return status;
+            // is released with the list (and a walk that goes on links the next
+            // one after it).
+            int32_t fault = record_of(*field.nested, item, link, nullptr, depth + 1, sink, self, match_count);
+            if (fault != RMQC_OK && !goes_on(sink, fault, first)) return fault;
             link = static_cast<char *>(load_pointer(link)) + field.nested->next_offset;
             return RMQC_OK;
         });
+        return status != RMQC_OK ? status : first;
     }
 
     // The text of a union member's discriminator, looked up once for all the
@@ -124,6 +159,23 @@ struct Decoder {
         return seen.text != nullptr && !enum_allows(*first.allowed, seen.text);
     }
 
+    // In a checking walk, the hint of a union whose members' discriminators
+    // all refuse the value's text: the nearest of their allowed texts.
+    static const char *discriminator_hint(const UnionDesc &members, Value value) {
+        if (!Tree::is_object(value)) return nullptr;
+        Suggestion suggestion;
+        for (uint32_t k = 0; k < members.count; ++k) {
+            const TypeDesc &member = *members.members[k];
+            if (member.field_count == 0 || member.fields[0].kind != Kind::Enum || !member.fields[0].required) continue;
+            size_t length = 0;
+            const char *text = Tree::string(Tree::member(value, member.fields[0].name), &length);
+            if (text == nullptr) continue;
+            if (enum_allows(*member.fields[0].allowed, text)) return nullptr;
+            suggestion.consider(*member.fields[0].allowed, text);
+        }
+        return suggestion.best;
+    }
+
     // Tries the members in order on private buffers; the first that decodes
     // wins. When none does, the member that decoded the most properties before
     // failing (the earliest among equals) is reported.
@@ -134,28 +186,39 @@ struct Decoder {
     // member is passed over, and if it is the closest at the end its trial is
     // made then, for its text: it touches nothing and allocates nothing, so it
     // fails exactly as it would have in turn.
+    //
+    // A trial's nodes hang under the union's node `self`: its text starts at the
+    // member's name, its pointer continues the union's.
     static int32_t union_of(const FieldDesc &field, Value value, void *record, int32_t depth, Sink sink,
-                            path_node *path, uint32_t *match_count) {
+                            path_node *path, path_node *self, uint32_t *match_count) {
         void *storage = static_cast<char *>(record) + field.offset;
         char trial_text[TRIAL_BUFFER_SIZE];
         char closest[TRIAL_BUFFER_SIZE];
         trial_text[0] = '\0';
         closest[0] = '\0';
+        name_node(self, field.name, PATH_FIELD);
         path_node trial_root = root_node(nullptr);
+        trial_root.parent = self;
         int64_t best = -1;
         constexpr uint32_t NONE = UINT32_MAX;
-        uint32_t passed_over = NONE;  // the closest member so far, when it was passed over
+        uint32_t closest_member = NONE;
+        bool passed_over = false;  // whether the closest member so far was passed over
         Discriminator seen;
         // Without a caller's buffer no failure text can be reported.
         const uint64_t trial_len = sink.trials == UnionTrials::Fast && sink.len == 0 ? 0 : TRIAL_BUFFER_SIZE;
 
-        auto trial = [&](uint32_t k, uint32_t *trial_count) {
+        auto trial = [&](uint32_t k, uint32_t *trial_count, Sink trial_sink) {
             const TypeDesc &member = *field.members->members[k];
             trial_root.name = member.name;
             trial_root.child = nullptr;
             *trial_count = 0;
-            return record_of(member, value, nullptr, storage, depth + 1, Sink{trial_text, trial_len, sink.trials},
-                             &trial_root, trial_count);
+            return record_of(member, value, nullptr, storage, depth + 1, trial_sink, &trial_root, trial_count);
+        };
+        // The closest member's trial once more, for its text or its fault.
+        auto retry = [&](Sink trial_sink) {
+            uint32_t trial_count;
+            trial(closest_member, &trial_count, trial_sink);
+            release_record(*field.members->members[closest_member], storage);
         };
 
         for (uint32_t k = 0; k < field.members->count; ++k) {
@@ -163,12 +226,13 @@ struct Decoder {
             if (sink.trials == UnionTrials::Fast && fails_on_discriminator(member, value, depth + 1, seen)) {
                 if (best < 0) {
                     best = 0;
-                    passed_over = k;
+                    closest_member = k;
+                    passed_over = true;
                 }
                 continue;
             }
             uint32_t trial_count;
-            if (trial(k, &trial_count) == RMQC_OK) {
+            if (trial(k, &trial_count, Sink{trial_text, trial_len, sink.trials}) == RMQC_OK) {
                 at<uint8_t>(record, field.count_offset) = static_cast<uint8_t>(k + 1);
                 *match_count += trial_count + 1;
                 return RMQC_OK;
@@ -177,13 +241,19 @@ struct Decoder {
             if (static_cast<int64_t>(trial_count) > best) {
                 if (trial_len != 0) bounded_format(closest, sizeof closest, text::union_closest, trial_text);
                 best = trial_count;
-                passed_over = NONE;
+                closest_member = k;
+                passed_over = false;
             }
         }
-        if (passed_over != NONE && sink.len != 0) {
-            uint32_t trial_count;
-            trial(passed_over, &trial_count);
-            release_record(*field.members->members[passed_over], storage);
+        if (sink.log != nullptr && closest_member != NONE) {
+            // A checking walk places the union's fault where the closest
+            // member's fault points.
+            UnionFault passed(sink, path, field.name, discriminator_hint(*field.members, value));
+            retry(Sink{trial_text, TRIAL_BUFFER_SIZE, sink.trials, &passed});
+            if (passed.done) return RMQC_ERR_DECODE;
+        }
+        if (passed_over && sink.len != 0) {
+            retry(Sink{trial_text, trial_len, sink.trials});
             bounded_format(closest, sizeof closest, text::union_closest, trial_text);
         }
         return report_fixed(RMQC_ERR_DECODE, sink, path, PATH_FIELD, field.name, closest);
@@ -193,8 +263,13 @@ struct Decoder {
                             path_node *path, path_node *self, uint32_t *match_count) {
         if (Tree::absent(value)) {
             if (!field.required) return RMQC_OK;
-            return report(RMQC_ERR_DECODE, sink, path, property_index(field), field.name, text::required_missing,
-                          field.name);
+            if (sink.len != 0) {
+                char detail[DETAIL_SIZE];
+                bounded_format(detail, sizeof detail, text::required_missing, field.name);
+                report_error(detail, RMQC_ERR_DECODE, sink.buf, sink.len, path, property_index(field), field.name);
+            }
+            if (sink.log != nullptr) log_fault(sink, RMQC_ERR_DECODE, path, property_index(field), field.name, true);
+            return RMQC_ERR_DECODE;
         }
         // Present: flagged before any check, so a record that failed on this
         // property still records it as present.
@@ -233,7 +308,7 @@ struct Decoder {
                 break;
             case Kind::Union:
                 // The union adds its member's count and its own 1 on success.
-                return union_of(field, value, record, depth, sink, path, match_count);
+                return union_of(field, value, record, depth, sink, path, self, match_count);
         }
         if (status == RMQC_OK) ++*match_count;
         return status;
@@ -259,11 +334,12 @@ struct Decoder {
         // Only a tree that defers to another one for some documents refuses
         // here, and it reports nothing: the other tree's walk does.
         if (!fields.ok()) return RMQC_ERR_DECODE;
+        int32_t first = RMQC_OK;
         for (uint32_t i = 0; i < type.field_count; ++i) {
-            if (int32_t status = field_of(type.fields[i], fields.get(i), record, depth, sink, path, &self, match_count))
-                return status;
+            int32_t status = field_of(type.fields[i], fields.get(i), record, depth, sink, path, &self, match_count);
+            if (status != RMQC_OK && !goes_on(sink, status, first)) return status;
         }
-        return RMQC_OK;
+        return first;
     }
 };
 

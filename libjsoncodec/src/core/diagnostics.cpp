@@ -67,7 +67,7 @@ uint64_t format_path(char *buf, uint64_t size, path_node *path, int32_t index, c
     leaf->child = nullptr;  // deeper nodes of calls that have returned are not part of the path
 
     path_node *root = leaf;
-    while (root->parent != nullptr) root = root->parent;
+    while (root->index != PATH_ROOT && root->parent != nullptr) root = root->parent;
 
     buf[0] = '\0';
     uint64_t written = 0;
@@ -78,6 +78,54 @@ uint64_t format_path(char *buf, uint64_t size, path_node *path, int32_t index, c
         if (node == leaf) break;
     }
     return written;
+}
+
+namespace {
+
+// The pointer text as it is written, counted in full however much fits.
+struct PointerText {
+    char *buf;
+    uint64_t size;
+    uint64_t length = 0;
+    void put(char c) {
+        if (length + 1 < size) buf[length] = c;
+        ++length;
+    }
+    void segment(const char *name) {
+        put('/');
+        for (; *name != '\0'; ++name) {
+            if (*name == '~' || *name == '/') {
+                put('~');
+                put(*name == '~' ? '0' : '1');
+            } else {
+                put(*name);
+            }
+        }
+    }
+    // The segments of one node: none for a root or an unnamed node.
+    void node(const char *name, int32_t index) {
+        if (index == PATH_ROOT || name == nullptr) return;
+        segment(name);
+        if (index >= 0) {
+            char digits[16];
+            std::snprintf(digits, sizeof digits, "%d", static_cast<int>(index));
+            segment(digits);
+        }
+    }
+    void chain(const path_node *node) {
+        if (node->parent != nullptr) chain(node->parent);
+        this->node(node->name, node->index);
+    }
+};
+
+}  // namespace
+
+uint64_t format_pointer(char *buf, uint64_t size, const path_node *path, int32_t index, const char *name) {
+    PointerText text{buf, size};
+    text.chain(path);
+    if (name != nullptr) text.node(name, index);
+    if (size > 0) buf[text.length < size ? text.length : size - 1] = '\0';
+    return text.length;
 }
 
 int32_t report_error(const char *detail, int32_t code, char *errbuf, uint64_t errlen, path_node *path, int32_t index,

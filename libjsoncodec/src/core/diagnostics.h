@@ -18,7 +18,8 @@ inline constexpr int32_t PATH_FIELD = -1;  // printed ".name"; 0 and up: ".name[
 
 struct path_node {
     path_node *child;   // next deeper node, NULL at the leaf
-    path_node *parent;  // enclosing node, NULL at the root
+    path_node *parent;  // enclosing node: NULL at the root; a union's trial root
+                        // has the union's node, which its text does not show
     const char *name;   // root type name or JSON property name (not owned)
     int32_t index;      // PATH_ROOT, PATH_ARRAY, PATH_FIELD or an element index
 };
@@ -43,6 +44,12 @@ int bounded_vformat(char *buf, uint64_t size, const char *format, va_list args);
 // otherwise the leaf is `path->child`, renamed to `name`/`index`. Returns
 // the characters counted, which equals `size` when the text was cut.
 uint64_t format_path(char *buf, uint64_t size, path_node *path, int32_t index, const char *name);
+
+// Writes the RFC 6901 JSON Pointer of the place report_error's arguments
+// name into `buf` (always NUL-terminated when size > 0), and returns the
+// length the whole pointer needs. The nodes of a union trial continue the
+// pointer of the union's value.
+uint64_t format_pointer(char *buf, uint64_t size, const path_node *path, int32_t index, const char *name);
 
 // Writes "<path><fragment of code><detail>" into errbuf (cut to errlen - 1
 // characters; nothing when errlen is 0) and returns `code` unchanged.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <strings.h>
 
 #include "codec.h"
 #include "decoder.h"
@@ -193,10 +194,19 @@ int32_t encode_field(const FieldDesc &field, const TypeDesc &type, const void *r
 
 }  // namespace
 
-int32_t check_enum(const EnumDesc &allowed, const char *text, int32_t code, char *errbuf, uint64_t errlen,
-                   path_node *node) {
-    if (enum_allows(allowed, text)) return RMQC_OK;
-    if (errlen == 0) return code;
+namespace detail {
+
+void log_fault(Sink sink, int32_t code, path_node *path, int32_t index, const char *name, bool missing,
+               const char *hint) {
+    // Without room for the pointer the fault is placed at the whole document.
+    uint64_t length = format_pointer(nullptr, 0, path, index, name);
+    char *pointer = static_cast<char *>(std::malloc(length + 1));
+    if (pointer != nullptr) format_pointer(pointer, length + 1, path, index, name);
+    sink.log->add(Fault{code, sink.len != 0 ? sink.buf : "", pointer != nullptr ? pointer : "", missing, hint, 0, 0});
+    std::free(pointer);
+}
+
+int32_t report_enum(int32_t code, Sink sink, path_node *node, const EnumDesc &allowed, const char *text) {
     // "String based enum fails to match one of: [ 'a', 'b' ]. "
     char detail[DETAIL_SIZE];
     size_t used = 0;
@@ -204,6 +214,7 @@ int32_t check_enum(const EnumDesc &allowed, const char *text, int32_t code, char
         int needed = bounded_format(detail + used, sizeof detail - used, "%s", piece);
         if (needed > 0) used += std::min(static_cast<size_t>(needed), sizeof detail - 1 - used);
     };
+    if (sink.len == 0 && sink.log == nullptr) return code;
     append(text::enum_head);
     for (uint32_t i = 0; i < allowed.count; ++i) {
         if (i > 0) append(", ");
@@ -212,12 +223,65 @@ int32_t check_enum(const EnumDesc &allowed, const char *text, int32_t code, char
         append("'");
     }
     append(text::enum_tail);
-    return report_error(detail, code, errbuf, errlen, node, 0, nullptr);
+    report_error(detail, code, sink.buf, sink.len, node, 0, nullptr);
+    if (sink.log != nullptr) {
+        Suggestion suggestion;
+        if (text != nullptr) suggestion.consider(allowed, text);
+        log_fault(sink, code, node, 0, nullptr, false, suggestion.best);
+    }
+    return code;
+}
+
+}  // namespace detail
+
+void Suggestion::consider(const EnumDesc &allowed, const char *text) {
+    // Levenshtein distance over bytes, one row at a time, the nearest first
+    // in table order winning; a text whose length
+    // alone is too far from a candidate's is passed over, as is a candidate
+    // too long for the row (no allowed text comes near).
+    constexpr size_t LONGEST = 127;
+    const size_t length = std::strlen(text);
+    for (uint32_t k = 0; k < allowed.count; ++k) {
+        const char *candidate = allowed.values[k];
+        const size_t width = std::strlen(candidate);
+        if (width > LONGEST || length > width + 2 || width > length + 2) continue;
+        // A text that differs only in case is as close as one edit.
+        if (strcasecmp(text, candidate) == 0) {
+            if (distance > 1) {
+                distance = 1;
+                best = candidate;
+            }
+            continue;
+        }
+        uint32_t row[LONGEST + 1];
+        for (size_t j = 0; j <= width; ++j) row[j] = static_cast<uint32_t>(j);
+        for (size_t i = 1; i <= length; ++i) {
+            uint32_t diagonal = row[0];
+            row[0] = static_cast<uint32_t>(i);
+            for (size_t j = 1; j <= width; ++j) {
+                uint32_t above = row[j];
+                uint32_t replace = diagonal + (text[i - 1] == candidate[j - 1] ? 0 : 1);
+                row[j] = std::min({above + 1, row[j - 1] + 1, replace});
+                diagonal = above;
+            }
+        }
+        if (row[width] < distance) {
+            distance = row[width];
+            best = candidate;
+        }
+    }
+}
+
+int32_t check_enum(const EnumDesc &allowed, const char *text, int32_t code, char *errbuf, uint64_t errlen,
+                   path_node *node) {
+    if (enum_allows(allowed, text)) return RMQC_OK;
+    return report_enum(code, Sink{errbuf, errlen, UnionTrials::Fast}, node, allowed, text);
 }
 
 int32_t decode_record(const TypeDesc &type, const json_t *value, void *out_new, void *into, int32_t depth,
-                      char *errbuf, uint64_t errlen, path_node *path, uint32_t *match_count, UnionTrials trials) {
-    return Decoder<JanssonTree>::record_of(type, value, out_new, into, depth, Sink{errbuf, errlen, trials}, path,
+                      char *errbuf, uint64_t errlen, path_node *path, uint32_t *match_count, UnionTrials trials,
+                      FaultLog *log) {
+    return Decoder<JanssonTree>::record_of(type, value, out_new, into, depth, Sink{errbuf, errlen, trials, log}, path,
                                            match_count);
 }
 

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "codec.h"
+#include "faults.h"
 #include "jsoncodec.h"
 
 namespace jsoncodec::detail {
@@ -52,28 +53,51 @@ inline constexpr size_t DETAIL_SIZE = 512;
 // The private buffers of a union trial.
 inline constexpr uint64_t TRIAL_BUFFER_SIZE = 256;
 
-// Where a routine writes its diagnostic line, and how its unions try their
-// members.
+// Where a routine writes its diagnostic line, how its unions try their
+// members, and the log of a checking walk (NULL when decoding).
 struct Sink {
     char *buf;
     uint64_t len;
     UnionTrials trials;
+    FaultLog *log = nullptr;
 };
+
+// Passes a fault just written into the sink's buffer on to its log, with the
+// pointer of the place (path, index, name) names. `missing`: the place is a
+// required property that is absent; `hint`: an allowed text close to the
+// refused one.
+void log_fault(Sink sink, int32_t code, path_node *path, int32_t index, const char *name, bool missing = false,
+               const char *hint = nullptr);
+
+inline int32_t report_fixed(int32_t code, Sink sink, path_node *path, int32_t index, const char *name, const char *detail) {
+    report_error(detail, code, sink.buf, sink.len, path, index, name);
+    if (sink.log != nullptr) log_fault(sink, code, path, index, name);
+    return code;
+}
 
 // Formats a generic detail and reports it; makes no text when none is wanted.
 __attribute__((format(printf, 6, 7))) inline int32_t report(int32_t code, Sink sink, path_node *path, int32_t index,
                                                       const char *name, const char *format, ...) {
-    if (sink.len == 0) return code;
+    if (sink.len == 0 && sink.log == nullptr) return code;
     char detail[DETAIL_SIZE];
     va_list args;
     va_start(args, format);
     bounded_vformat(detail, sizeof detail, format, args);
     va_end(args);
-    return report_error(detail, code, sink.buf, sink.len, path, index, name);
+    return report_fixed(code, sink, path, index, name, detail);
 }
 
-inline int32_t report_fixed(int32_t code, Sink sink, path_node *path, int32_t index, const char *name, const char *detail) {
-    return report_error(detail, code, sink.buf, sink.len, path, index, name);
+// Reports `text` as none of the allowed texts, at `node`, the node that
+// names the property.
+int32_t report_enum(int32_t code, Sink sink, path_node *node, const EnumDesc &allowed, const char *text);
+
+// Whether a walk goes on after a fault of `status`, to report the next: a
+// checking walk that wants every fault does after a decoding fault, whose
+// value it then leaves as if absent. Keeps the first status in `first`.
+inline bool goes_on(Sink sink, int32_t status, int32_t &first) {
+    if (status != RMQC_ERR_DECODE || sink.log == nullptr || !sink.log->every_fault) return false;
+    if (first == RMQC_OK) first = status;
+    return true;
 }
 
 template <class F>

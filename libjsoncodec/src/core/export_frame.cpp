@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "faults.h"
 #include "jsoncodec.h"
 #include "writer.h"
 
@@ -82,8 +83,10 @@ char *serialise(const json_t *value, size_t flags) {
     return sink.text;
 }
 
-// rmqc_json_to_<T>, with or without the attempt through simdjson first.
-int32_t decode_document(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen, bool fast) {
+// rmqc_json_to_<T>, with or without the attempt through simdjson first; a
+// checking walk goes through jansson and reports to its log as well.
+int32_t decode_document(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen, bool fast,
+                        FaultLog *log = nullptr) {
     path_node root = root_node(type.name);
     uint32_t match_count = 0;
     if (errbuf == nullptr) errlen = 0;  // no buffer, no text
@@ -104,10 +107,14 @@ int32_t decode_document(const TypeDesc &type, void *out, const char *json, char 
         char detail[200];
         bounded_format(detail, sizeof detail, "JSON parsing error: %s in %s line: %d col: %d\n", error.text,
                        error.source, error.line, error.column);
-        return report_error(detail, RMQC_ERR_DECODE, errbuf, errlen, &root, 0, nullptr);
+        report_error(detail, RMQC_ERR_DECODE, errbuf, errlen, &root, 0, nullptr);
+        if (log != nullptr)
+            log->add(Fault{RMQC_ERR_DECODE, errlen != 0 ? errbuf : "", "", false, nullptr, error.line, error.column});
+        return RMQC_ERR_DECODE;
     }
 
-    int32_t status = decode_record(type, document, out, nullptr, 0, errbuf, errlen, &root, &match_count);
+    int32_t status = decode_record(type, document, out, nullptr, 0, errbuf, errlen, &root, &match_count,
+                                   UnionTrials::Fast, log);
     if (status != RMQC_OK) {
         if (void *partial = load_pointer(out)) {
             release_record(type, partial);
@@ -156,6 +163,14 @@ int32_t json_to_frame(const TypeDesc &type, void *out, const char *json, char *e
 
 int32_t json_to_frame_jansson(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen) {
     return decode_document(type, out, json, errbuf, errlen, false);
+}
+
+int32_t check_frame(const TypeDesc &type, const char *json, FaultLog &log) {
+    char line[FAULT_LINE_SIZE];
+    void *tree = nullptr;
+    int32_t status = decode_document(type, &tree, json, line, sizeof line, false, &log);
+    free_frame(type, tree);
+    return status;
 }
 
 int32_t json_from_frame(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,

@@ -1,0 +1,60 @@
+// The checking walk: every fault of a document, each with the place it
+// names.
+//
+// The exports stop at a document's first fault and write one line. A
+// checker wants more: every fault, and where in the text each one is. The
+// decoding walker reports each fault to a `FaultLog` as well as into the
+// caller's buffer; a log that asks for every fault makes the walker go on
+// after each decoding fault with the next property or element, as if the
+// faulty value had been absent. A union that matches no member is still one
+// fault, its closest failure, placed where that failure points.
+#pragma once
+
+#include <cstdint>
+
+#include "codec.h"
+
+namespace jsoncodec {
+
+struct Fault {
+    int32_t status;
+    const char *line;     // the diagnostic line, as rmqc_json_to_<T> writes it
+    const char *pointer;  // RFC 6901 JSON Pointer of the faulty value ("" is the whole document)
+    bool missing;         // the value is a required property that is absent: the place is its object
+    const char *hint;     // an allowed text within edit distance 2 of the refused one, or NULL
+    int32_t parse_line;   // a text that does not parse: the place jansson names (else 0 and 0)
+    int32_t parse_column;
+};
+
+// Receives the faults of a walk, in the order the walk meets them. The
+// texts live until add() returns.
+class FaultLog {
+  public:
+    explicit FaultLog(bool every) : every_fault(every) {}
+    virtual void add(const Fault &fault) = 0;
+    // Whether the walk goes on after a decoding fault; otherwise it stops at
+    // the first, exactly as the exports do.
+    const bool every_fault;
+
+  protected:
+    ~FaultLog() = default;
+};
+
+// The longest diagnostic line a checking walk reports: more than any line
+// the library makes.
+inline constexpr uint64_t FAULT_LINE_SIZE = 4096;
+
+// Decodes `json` as `type` through jansson, as rmqc_json_to_<T> does, and
+// reports its faults to `log`. The first fault reported and the status
+// returned are the export's. The tree is released.
+int32_t check_frame(const TypeDesc &type, const char *json, FaultLog &log);
+
+// The allowed text nearest to `text` by edit distance, when within 2;
+// `best` and `distance` carry the search over several enums.
+struct Suggestion {
+    const char *best = nullptr;
+    uint32_t distance = 3;
+    void consider(const EnumDesc &allowed, const char *text);
+};
+
+}  // namespace jsoncodec
