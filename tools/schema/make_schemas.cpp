@@ -29,6 +29,7 @@
 
 namespace {
 
+using jsoncodec::discriminator;
 using jsoncodec::EnumDesc;
 using jsoncodec::FieldDesc;
 using jsoncodec::Kind;
@@ -78,14 +79,6 @@ json_t *array_of(json_t *items) {
     put(schema, "items", items);
     put(schema, "maxItems", json_integer(static_cast<json_int_t>(jsoncodec::MAX_ARRAY_SZ)));
     return schema;
-}
-
-// The discriminator of a union member: its first property, when that is a
-// required enum.
-const FieldDesc *discriminator(const TypeDesc &member) {
-    if (member.field_count == 0) return nullptr;
-    const FieldDesc &first = member.fields[0];
-    return first.kind == Kind::Enum && first.required ? &first : nullptr;
 }
 
 // Whether every member has a discriminator of the same name and no text is

@@ -77,6 +77,14 @@ for f in json.load(sys.stdin): print(f["file"].rsplit("/")[-1], f["line"], f["co
     run 0 check --format json "$ex/rule.json" && is out "[]"
 verdict "--format=json: file, line, column, pointer, status, message and hint of each fault; [] when valid"
 
+# A tab before the place stays a tab under it, so that the caret lines up;
+# in JSON a file name that is not UTF-8 has '?' for its other bytes.
+odd="$work/$(printf 'tab\377.json')"
+printf '{"ruleName":\t7}\n' >"$odd"
+run 1 check "$odd" && has err "$(printf '       |             \t^')" && run 1 check --format=json "$odd" &&
+    has out "\"file\": \"$work/tab?.json\""
+verdict "the caret keeps the tabs of its line; a file name that is not UTF-8 is still named in JSON"
+
 run 1 check --color=always --first "$ex/rule-faulty.json" && has err "$(printf '\033[1;31merror:\033[m')" \
         "$(printf '\033[1;32m^\033[m')" && cp "$work/err" "$work/coloured" &&
     NO_COLOR=1 run 1 check --color "$ex/rule-faulty.json" && cmp -s "$work/err" "$work/coloured" &&

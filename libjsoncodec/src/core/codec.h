@@ -121,6 +121,14 @@ int32_t encode_record(const TypeDesc &type, json_t **out, const void *src, int32
 // and never frees the record itself.
 void release_record(const TypeDesc &type, void *record);
 
+// The discriminator of a union member: its first property, when that is a
+// required enum, whose text tells the member apart.
+inline const FieldDesc *discriminator(const TypeDesc &member) {
+    if (member.field_count == 0) return nullptr;
+    const FieldDesc &first = member.fields[0];
+    return first.kind == Kind::Enum && first.required ? &first : nullptr;
+}
+
 // Whether `text` is one of the allowed texts; NULL is none of them.
 inline bool enum_allows(const EnumDesc &allowed, const char *text) {
     if (text == nullptr) return false;

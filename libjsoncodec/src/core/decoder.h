@@ -148,15 +148,14 @@ struct Decoder {
     // required enum, and `value` is an object within the depth limit whose text
     // there is a string that is none of the allowed ones. Such a trial scores 0.
     static bool fails_on_discriminator(const TypeDesc &member, const Value &value, int32_t depth, Discriminator &seen) {
-        if (member.field_count == 0 || depth > MAX_CALL_DEPTH) return false;
-        const FieldDesc &first = member.fields[0];
-        if (first.kind != Kind::Enum || !first.required) return false;
-        if (seen.name != first.name && (seen.name == nullptr || std::strcmp(seen.name, first.name) != 0)) {
+        const FieldDesc *tag = discriminator(member);
+        if (tag == nullptr || depth > MAX_CALL_DEPTH) return false;
+        if (seen.name != tag->name && (seen.name == nullptr || std::strcmp(seen.name, tag->name) != 0)) {
             size_t length = 0;
-            seen.name = first.name;
-            seen.text = Tree::is_object(value) ? Tree::string(Tree::member(value, first.name), &length) : nullptr;
+            seen.name = tag->name;
+            seen.text = Tree::is_object(value) ? Tree::string(Tree::member(value, tag->name), &length) : nullptr;
         }
-        return seen.text != nullptr && !enum_allows(*first.allowed, seen.text);
+        return seen.text != nullptr && !enum_allows(*tag->allowed, seen.text);
     }
 
     // In a checking walk, the hint of a union whose members' discriminators
@@ -165,13 +164,12 @@ struct Decoder {
         if (!Tree::is_object(value)) return nullptr;
         Suggestion suggestion;
         for (uint32_t k = 0; k < members.count; ++k) {
-            const TypeDesc &member = *members.members[k];
-            if (member.field_count == 0 || member.fields[0].kind != Kind::Enum || !member.fields[0].required) continue;
+            const FieldDesc *tag = discriminator(*members.members[k]);
             size_t length = 0;
-            const char *text = Tree::string(Tree::member(value, member.fields[0].name), &length);
+            const char *text = tag != nullptr ? Tree::string(Tree::member(value, tag->name), &length) : nullptr;
             if (text == nullptr) continue;
-            if (enum_allows(*member.fields[0].allowed, text)) return nullptr;
-            suggestion.consider(*member.fields[0].allowed, text);
+            if (enum_allows(*tag->allowed, text)) return nullptr;
+            suggestion.consider(*tag->allowed, text);
         }
         return suggestion.best;
     }
