@@ -2,11 +2,12 @@
 // places each one in the text.
 //
 // The walk names each fault's value by a JSON Pointer; simdjson's on-demand
-// parser follows the pointer through the text and gives the place where the
-// value starts. jansson has accepted the text before any schema fault is
-// reported, so the text is well-formed JSON without repeated keys; keys are
-// compared unescaped, as jansson compares them. Where simdjson cannot follow
-// a pointer to its end, the deepest value it reached is the place.
+// parser follows all the pointers in one pass through the text and gives the
+// place where each value starts. jansson has accepted the text before any
+// schema fault is reported, so the text is well-formed JSON without repeated
+// keys; keys are compared unescaped, as jansson compares them. Where simdjson
+// cannot follow a pointer to its end, the deepest value it reached is the
+// place.
 #include "checker.h"
 
 #include <simdjson.h>
@@ -14,6 +15,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <new>
 #include <string>
 #include <string_view>
@@ -97,49 +99,43 @@ std::vector<std::string> segments_of(const std::string &pointer) {
     return segments;
 }
 
-// Moves `value` to its member or element named `segment`; false when there
-// is none or simdjson stops.
-bool step(ondemand::value &value, const std::string &segment) {
+// The values the faults name, as a tree of their pointers' segments; each
+// is given the place where its value starts when the walk finds it.
+struct Target {
+    std::map<std::string, Target, std::less<>> children;
+    Target *parent = nullptr;
+    const char *place = nullptr;
+};
+
+// Notes where `value` starts, then walks on into the members or elements the
+// targets below name: once through the text, skipping everything else.
+// simdjson stopping leaves the rest unplaced.
+void visit(ondemand::value value, Target &target) {
+    target.place = value.raw_json_token().data();
     ondemand::json_type type;
-    if (value.type().get(type) != simdjson::SUCCESS) return false;
+    if (target.children.empty() || value.type().get(type) != simdjson::SUCCESS) return;
     if (type == ondemand::json_type::object) {
         ondemand::object object;
-        if (value.get_object().get(object) != simdjson::SUCCESS) return false;
+        if (value.get_object().get(object) != simdjson::SUCCESS) return;
         for (auto field : object) {
             std::string_view key;
-            if (field.unescaped_key().get(key) != simdjson::SUCCESS) return false;
-            if (key == segment) return field.value().get(value) == simdjson::SUCCESS;
+            ondemand::value member;
+            if (field.unescaped_key().get(key) != simdjson::SUCCESS || field.value().get(member) != simdjson::SUCCESS)
+                return;
+            auto found = target.children.find(key);
+            if (found != target.children.end()) visit(member, found->second);
         }
-        return false;
-    }
-    if (type == ondemand::json_type::array) {
-        char *end = nullptr;
-        unsigned long long index = std::strtoull(segment.c_str(), &end, 10);
-        if (segment.empty() || *end != '\0') return false;
+    } else if (type == ondemand::json_type::array) {
         ondemand::array array;
-        if (value.get_array().get(array) != simdjson::SUCCESS) return false;
+        if (value.get_array().get(array) != simdjson::SUCCESS) return;
+        size_t index = 0;
         for (auto element : array) {
-            if (index-- == 0) return element.get(value) == simdjson::SUCCESS;
+            ondemand::value item;
+            if (element.get(item) != simdjson::SUCCESS) return;
+            auto found = target.children.find(std::to_string(index++));
+            if (found != target.children.end()) visit(item, found->second);
         }
     }
-    return false;
-}
-
-// The offset of the value `segments` name (all but the last `drop`), or of
-// the deepest one reached.
-size_t locate(ondemand::parser &parser, const simdjson::padded_string &text, const std::vector<std::string> &segments,
-              size_t drop) {
-    size_t place = 0;
-    while (place < text.size() && is_blank(text.data()[place])) ++place;
-    ondemand::document document;
-    ondemand::value value;
-    if (parser.iterate(text).get(document) != simdjson::SUCCESS || document.get_value().get(value) != simdjson::SUCCESS)
-        return place;
-    for (size_t i = 0; i + drop < segments.size(); ++i) {
-        if (!step(value, segments[i])) break;
-        place = static_cast<size_t>(value.raw_json_token().data() - text.data());
-    }
-    return place;
 }
 
 // The offset of jansson's line and column (1-based; a column of 0, which
@@ -156,18 +152,40 @@ size_t offset_of(const char *text, size_t length, int32_t line, int32_t column) 
 }
 
 // Places every fault, sorts them by place (faults at one place keep the
-// walk's order) and gives each its line and column in one sweep.
+// walk's order) and gives each its line and column in one sweep. A fault
+// whose value simdjson did not reach is placed at the deepest value on its
+// pointer that it did.
 void place_all(const char *text, std::vector<Found> &found) {
     const size_t length = std::strlen(text);
+    Target root;
+    std::vector<Target *> targets;
+    for (const Found &fault : found) {
+        Target *target = &root;
+        std::vector<std::string> segments = segments_of(fault.pointer);
+        for (size_t i = 0; i + (fault.missing ? 1 : 0) < segments.size(); ++i) {
+            Target *parent = target;
+            target = &parent->children[segments[i]];
+            target->parent = parent;
+        }
+        targets.push_back(target);
+    }
     simdjson::padded_string padded(text, length);
     ondemand::parser parser;
-    bool ready = parser.allocate(length, MAX_DEPTH) == simdjson::SUCCESS;
-    for (Found &fault : found) {
-        if (fault.parse_line != 0) {
-            fault.offset = offset_of(text, length, fault.parse_line, fault.parse_column);
-        } else if (ready) {
-            fault.offset = locate(parser, padded, segments_of(fault.pointer), fault.missing ? 1 : 0);
+    ondemand::document document;
+    ondemand::value value;
+    if (parser.allocate(length, MAX_DEPTH) == simdjson::SUCCESS &&
+        parser.iterate(padded).get(document) == simdjson::SUCCESS && document.get_value().get(value) == simdjson::SUCCESS)
+        visit(value, root);
+    size_t start = 0;  // the whole document: its first character
+    while (start < length && is_blank(text[start])) ++start;
+    for (size_t i = 0; i < found.size(); ++i) {
+        if (found[i].parse_line != 0) {
+            found[i].offset = offset_of(text, length, found[i].parse_line, found[i].parse_column);
+            continue;
         }
+        const Target *target = targets[i];
+        while (target != nullptr && target->place == nullptr) target = target->parent;
+        found[i].offset = target != nullptr ? static_cast<size_t>(target->place - padded.data()) : start;
     }
     std::stable_sort(found.begin(), found.end(), [](const Found &a, const Found &b) { return a.offset < b.offset; });
     size_t at = 0, line = 1, column = 1;

@@ -590,6 +590,9 @@ int main(int argc, char **argv) {
     if (run.destination == IN_PLACE && (operand_count == 0 || reads_stdin > 0))
         return usage_error("-i needs files, not standard input", NULL);
     run.colour = use_colour(colour, stderr);
+    /* The faults are written a character at a time; standard error is
+     * buffered and flushed after each file. */
+    setvbuf(stderr, NULL, _IOFBF, BUFSIZ);
     if (json && (run.json = json_array()) == NULL) {
         fputs("jsoncodec: out of memory\n", stderr);
         return EXIT_USAGE;
@@ -600,6 +603,7 @@ int main(int argc, char **argv) {
     for (i = 0; i < operand_count; i++) {
         const char *path = strcmp(operands[i], "-") == 0 ? NULL : operands[i];
         int file_status = convert_file(&run, path);
+        fflush(stderr);
         if (file_status > status)
             status = file_status;
     }
