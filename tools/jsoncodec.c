@@ -202,7 +202,8 @@ static void print_help(FILE *to) {
             fprintf(to, "  %-13s %s\n", root_types[i].name_property, root_types[i].name);
     fputs("An item_definition has no name property: it always needs --type. So does\n"
           "a document that is not a JSON object, or that holds none or more than one\n"
-          "of these properties; without --type it ends with exit status 2.\n"
+          "of these properties; without --type it ends with exit status 2 (the\n"
+          "message of a document that does not parse starts FILE:LINE:COLUMN:).\n"
           "\n"
           "Exit status (with several files, the highest one applies):\n"
           "  0  success: every document is valid\n"
@@ -318,8 +319,9 @@ static const struct root_type *detect_type(const char *text, const char *label) 
     size_t i, matches = 0;
 
     if (document == NULL) {
-        fprintf(stderr, "jsoncodec: %s: cannot tell the document's type: it does not parse (%s, line %d column %d)",
-                label, error.text, error.line, error.column);
+        /* Placed as compilers place errors, so that an editor can jump there. */
+        fprintf(stderr, "%s:%d:%d: error: cannot tell the document's type: it does not parse (%s)", label, error.line,
+                error.column > 0 ? error.column : 1, error.text);
     } else if (!json_is_object(document)) {
         fprintf(stderr, "jsoncodec: %s: cannot tell the document's type: it is not a JSON object", label);
     } else {

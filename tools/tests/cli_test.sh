@@ -97,6 +97,7 @@ run 1 check "$ex/rule.json" "$ex/rule-faulty.json" "$ex/policy.json" "$ex/workfl
     empty out && grep ': error: ' "$work/err" >"$work/errors" && lines errors 2 &&
     sed -n 1p "$work/errors" | grep -q -F "$ex/rule-faulty.json:15:36: error: <rule>.ruleItem_Definitions[1]." &&
     sed -n 2p "$work/errors" | grep -q -F "$ex/workflow-faulty-discover.json:9:39: error: <workflow>.workflowActions[0]." &&
+    has err "$ex/workflow-faulty-discover.json:9:39: note: did you mean 'NAS snapshot'?" &&
     run 2 check "$work/missing.json" "$ex/rule-faulty.json" "$work/folder" "$ex/rule.json" &&
     has err "jsoncodec: cannot open '$work/missing.json': No such file or directory" "$ex/rule-faulty.json:15:36: error: <rule>." \
         "jsoncodec: cannot read '$work/folder': Is a directory"
@@ -121,9 +122,10 @@ printf '%s\n' '["ruleName"]' >"$work/array.json"
 printf '%s\n' '{"ruleName":' >"$work/cut.json"
 bad=0
 for file in "$ex/item_definition.json" "$work/two.json" "$work/array.json" "$work/cut.json"; do
-    run 2 check "$file" && empty out && has err "jsoncodec: $file: cannot tell the document's type" \
+    run 2 check "$file" && empty out && has err "$file" ": cannot tell the document's type" \
         "give --type TYPE" "data_protection_policy, workflow, action, rule, item_definition" || bad=1
 done
+has err "$work/cut.json:2:1: error: cannot tell the document's type: it does not parse (" || bad=1
 [ $bad -eq 0 ]
 verdict "a document without exactly one name property needs --type"
 
