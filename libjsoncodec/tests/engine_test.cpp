@@ -8,8 +8,10 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "codec.h"
+#include "faults.h"
 #include "table.h"
 
 namespace {
@@ -235,6 +237,54 @@ TEST(EngineDecode, FailedDecodeLeavesWhatItBuiltReachableAndFlagged) {
     Decoded e(sample_desc);
     decode(e, with(R"("extra":{"mode":1})"));
     EXPECT_NE(e.as<sample>().extra, nullptr);
+}
+
+// The checking walk on small records: it goes on past a faulty array item,
+// list element and property, names each value by its JSON Pointer (a missing
+// property by its own, flagged), places a union's one fault at its closest
+// member's value, and hints at the nearest allowed text (within two edits or
+// a change of case; the first of equals). Stopping at the first, it reports
+// that one alone.
+TEST(EngineCheck, EveryFaultWithItsPointerAndHint) {
+    struct Log final : FaultLog {
+        explicit Log(bool every) : FaultLog(every) {}
+        void add(const Fault &f) override {
+            seen.push_back(f.pointer + std::string(f.missing ? " missing" : "") + (f.hint ? std::string(" ") + f.hint : ""));
+        }
+        std::vector<std::string> seen;
+    };
+    const struct {
+        const TypeDesc &type;
+        std::string json;
+        std::vector<std::string> faults;
+    } rows[] = {
+        {needs_desc, R"({"names":["a",1,"b",2],"chain":[{"label":5},{},{"label":"c","weight":"w"}],"codes":[1,"x"]})",
+         {"/names/1", "/names/3", "/chain/0/label", "/chain/1/label missing", "/chain/2/weight", "/codes/1"}},
+        {sample_desc, R"({"amount":"1","core":{"mode":"MONTH","flag":0},"extra":5,"period":"referense"})",
+         {"/title missing", "/amount", "/core/mode month", "/core/flag", "/extra", "/period reference"}},
+        {holder_desc, R"({"pick":{"u":{"x":"a","y":"wek"}}})", {"/pick/u/y week"}},
+        {inner_desc, R"({"mode":"weekend"})", {"/mode"}},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.json);
+        for (bool every : {true, false}) {
+            Log log(every);
+            EXPECT_EQ(check_frame(row.type, row.json.c_str(), log), 202);
+            EXPECT_EQ(log.seen, every ? row.faults : std::vector<std::string>{row.faults[0]});
+        }
+    }
+}
+
+JC_ENUM_VALUES(near_enum, "abce", "abcde", "abxy");
+
+TEST(EngineCheck, TheHintIsTheNearestAllowedText) {
+    const std::pair<const char *, const char *> cases[] = {
+        {"Abce", "abce"}, {"abcf", "abce"}, {"abcdd", "abcde"}, {"axcee", "abce"}, {"zzzzz", nullptr}};
+    for (const auto &[text, best] : cases) {
+        Suggestion suggestion;
+        suggestion.consider(near_enum, text);
+        EXPECT_STREQ(suggestion.best, best) << text;
+    }
 }
 
 TEST(EngineLimits, ArraysAndListsAtAndPastTenMillion) {

@@ -235,10 +235,10 @@ int32_t report_enum(int32_t code, Sink sink, path_node *node, const EnumDesc &al
 }  // namespace detail
 
 void Suggestion::consider(const EnumDesc &allowed, const char *text) {
-    // Levenshtein distance over bytes, one row at a time, the nearest first
-    // in table order winning; a text whose length
-    // alone is too far from a candidate's is passed over, as is a candidate
-    // too long for the row (no allowed text comes near).
+    // Levenshtein distance over bytes, one row at a time; among equals the
+    // first considered wins. A candidate whose length alone is too far from
+    // the text's is passed over, as is one too long for the row (no allowed
+    // text comes near).
     constexpr size_t LONGEST = 127;
     const size_t length = std::strlen(text);
     for (uint32_t k = 0; k < allowed.count; ++k) {
