@@ -109,7 +109,7 @@ struct Decoder {
                     fault = report_fixed(RMQC_ERR_NOMEM, sink, path, index, field.name, text::string_item_alloc);
                 static_cast<char **>(block)[i] = copy;
             }
-            return goes_on(sink, fault, first) ? RMQC_OK : fault;
+            return fault != RMQC_OK ? after_fault(sink, fault, first) : RMQC_OK;
         });
         return status != RMQC_OK ? status : first;
     }
@@ -129,7 +129,9 @@ struct Decoder {
             // is released with the list (and a walk that goes on links the next
             // one after it).
             int32_t fault = record_of(*field.nested, item, link, nullptr, depth + 1, sink, self, match_count);
-            if (fault != RMQC_OK && !goes_on(sink, fault, first)) return fault;
+            if (fault != RMQC_OK) {
+                if (int32_t stop = after_fault(sink, fault, first)) return stop;
+            }
             link = static_cast<char *>(load_pointer(link)) + field.nested->next_offset;
             return RMQC_OK;
         });
@@ -335,7 +337,9 @@ struct Decoder {
         int32_t first = RMQC_OK;
         for (uint32_t i = 0; i < type.field_count; ++i) {
             int32_t status = field_of(type.fields[i], fields.get(i), record, depth, sink, path, &self, match_count);
-            if (status != RMQC_OK && !goes_on(sink, status, first)) return status;
+            if (status != RMQC_OK) {
+                if (int32_t stop = after_fault(sink, status, first)) return stop;
+            }
         }
         return first;
     }

@@ -91,13 +91,14 @@ __attribute__((format(printf, 6, 7))) inline int32_t report(int32_t code, Sink s
 // names the property.
 int32_t report_enum(int32_t code, Sink sink, path_node *node, const EnumDesc &allowed, const char *text);
 
-// Whether a walk goes on after a fault of `status`, to report the next: a
-// checking walk that wants every fault does after a decoding fault, whose
-// value it then leaves as if absent. Keeps the first status in `first`.
-inline bool goes_on(Sink sink, int32_t status, int32_t &first) {
-    if (status != RMQC_ERR_DECODE || sink.log == nullptr || !sink.log->every_fault) return false;
+// After a fault of `status` (not 0) in a sequence of values whose first
+// fault so far is `first`: 0 when the walk goes on to report the next (a
+// checking walk that wants every fault does after a decoding fault, leaving
+// the value as if absent), else the status to return, the first fault's.
+inline int32_t after_fault(Sink sink, int32_t status, int32_t &first) {
     if (first == RMQC_OK) first = status;
-    return true;
+    if (status == RMQC_ERR_DECODE && sink.log != nullptr && sink.log->every_fault) return RMQC_OK;
+    return first;
 }
 
 template <class F>

@@ -21,7 +21,7 @@ struct Fault {
     const char *line;     // the diagnostic line, as rmqc_json_to_<T> writes it
     const char *pointer;  // RFC 6901 JSON Pointer of the faulty value ("" is the whole document)
     bool missing;         // the value is a required property that is absent: the place is its object
-    const char *hint;     // an allowed text within edit distance 2 of the refused one, or NULL
+    const char *hint;     // an allowed text within two edits (or a change of case) of the refused one, or NULL
     int32_t parse_line;   // a text that does not parse: the place jansson names (else 0 and 0)
     int32_t parse_column;
 };
@@ -49,8 +49,9 @@ inline constexpr uint64_t FAULT_LINE_SIZE = 4096;
 // returned are the export's. The tree is released.
 int32_t check_frame(const TypeDesc &type, const char *json, FaultLog &log);
 
-// The allowed text nearest to `text` by edit distance, when within 2;
-// `best` and `distance` carry the search over several enums.
+// The allowed text nearest to `text` by edit distance, when within two
+// edits; a text that differs only in case counts as one edit. `best` and
+// `distance` carry the search over several enums.
 struct Suggestion {
     const char *best = nullptr;
     uint32_t distance = 3;
