@@ -142,7 +142,7 @@ void check_faults(const std::string &input, const Call &full) {
     if (!line.empty() && line.back() == '\n') line.pop_back();
     for (int every : {0, 1}) {
         checker_faults faults;
-        const int result = checker_run(FUZZ_TEXT(JSONCODEC_FUZZ_ROOT), text, every, &faults);
+        const int result = checker_run(FUZZ_TEXT(JSONCODEC_FUZZ_ROOT), text, every, 0, &faults);
         require(result == (full.status == RMQC_OK ? 0 : 1), "the checker and the export disagree", line);
         require(every != 0 || faults.count == (result != 0 ? 1u : 0u), "--first gives other than one fault", line);
         bool has_export_fault = result == 0;

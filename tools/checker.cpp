@@ -61,8 +61,13 @@ struct Found {
 
 class Collector final : public jsoncodec::FaultLog {
   public:
-    explicit Collector(bool every) : FaultLog(every) {}
+    Collector(bool every, size_t limit) : FaultLog(every), limit_(limit) {}
     void add(const jsoncodec::Fault &fault) override {
+        if (limit_ != 0 && found.size() == limit_) {  // one fault more than the limit: stop here
+            stopped = true;
+            every_fault = false;
+            return;
+        }
         try {
             std::string message = fault.line;
             if (!message.empty() && message.back() == '\n') message.pop_back();
@@ -75,6 +80,10 @@ class Collector final : public jsoncodec::FaultLog {
     }
     std::vector<Found> found;
     bool out_of_memory = false;
+    bool stopped = false;
+
+  private:
+    size_t limit_;
 };
 
 bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
@@ -211,21 +220,23 @@ char *copy(const std::string &text) {
 
 }  // namespace
 
-extern "C" int checker_run(const char *type, const char *text, int every, struct checker_faults *out) {
+extern "C" int checker_run(const char *type, const char *text, int every, size_t limit, struct checker_faults *out) {
     out->items = nullptr;
     out->count = 0;
+    out->stopped = 0;
     const Root *root = nullptr;
     for (const Root &candidate : roots)
         if (std::strcmp(candidate.name, type) == 0) root = &candidate;
     if (root == nullptr) return -1;
     try {
-        Collector log(every != 0);
+        Collector log(every != 0, limit);
         if (jsoncodec::check_frame(*root->desc, text, log) == RMQC_OK) return 0;
         if (log.out_of_memory || log.found.empty()) return -1;
         place_all(text, log.found);
 
         out->items = static_cast<checker_fault *>(std::calloc(log.found.size(), sizeof *out->items));
         if (out->items == nullptr) return -1;
+        out->stopped = log.stopped;
         for (const Found &fault : log.found) {
             checker_fault &item = out->items[out->count++];
             item = checker_fault{fault.status, copy(fault.message), copy(fault.pointer),

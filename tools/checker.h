@@ -28,17 +28,19 @@ struct checker_fault {
 struct checker_faults {
     struct checker_fault *items; /* in the order of their places in the text */
     size_t count;
+    int stopped; /* the walk stopped at the limit, with faults left unseen */
 };
 
 /*
  * Decodes the NUL-terminated `text` as the root type named `type` and lists
- * its faults in *out: every one when `every` is nonzero, else only the
- * first, which is the one the type's rmqc_json_to_ export reports. Returns 0
- * when the document is valid, 1 when it has faults, -1 when `type` is not a
- * root type or memory ran out (nothing is listed then). Release the list
- * with checker_release().
+ * its faults in *out: every one when `every` is nonzero (but no more than
+ * `limit`, when that is not 0: the first `limit` the walk meets), else only
+ * the first, which is the one the type's rmqc_json_to_ export reports.
+ * Returns 0 when the document is valid, 1 when it has faults, -1 when `type`
+ * is not a root type or memory ran out (nothing is listed then). Release the
+ * list with checker_release().
  */
-int checker_run(const char *type, const char *text, int every, struct checker_faults *out);
+int checker_run(const char *type, const char *text, int every, size_t limit, struct checker_faults *out);
 
 void checker_release(struct checker_faults *faults);
 

@@ -44,6 +44,11 @@
 
 #define ERRBUF_SIZE 1024
 
+/* The most faults check reports of one document unless --max-faults says
+ * otherwise: more than any real document has, few enough that the faults of
+ * a machine-made one cannot exhaust memory. */
+#define DEFAULT_MAX_FAULTS 10000
+
 /* How messages name standard input. */
 #define STDIN_LABEL "(standard input)"
 
@@ -90,6 +95,7 @@ struct run {
     int compact;                  /* format --compact */
     enum destination destination; /* format: -i, --check */
     int first;                    /* check --first */
+    unsigned long max_faults;     /* check --max-faults; 0: no limit */
     int colour;                   /* whether the fault text is coloured */
     json_t *json;                 /* check --format=json: the array of faults; else NULL */
 };
@@ -116,7 +122,8 @@ static void print_name_properties(FILE *to) {
 }
 
 static const char synopsis[] =
-    "usage: jsoncodec check  [--type TYPE] [--first] [--format=text|json] [--color=WHEN] [FILE...]\n"
+    "usage: jsoncodec check  [--type TYPE] [--first | --max-faults=N] [--format=text|json]\n"
+    "                        [--color=WHEN] [FILE...]\n"
     "       jsoncodec format [--type TYPE] [--compact] [--color=WHEN] [FILE]\n"
     "       jsoncodec format [--type TYPE] [--compact] [--color=WHEN] (-i | --check) FILE...\n"
     "       jsoncodec schema TYPE\n"
@@ -167,6 +174,10 @@ static void print_help(FILE *to) {
           "             decode as TYPE instead of telling the type from the document\n"
           "  --first    (check) report only each document's first fault, the one\n"
           "             the library's rmqc_json_to_ functions report\n"
+          "  --max-faults=N\n"
+          "             (check) report no more than the first N faults the check\n"
+          "             meets in a document, and say so when it stops there;\n"
+          "             0: no limit (the default is 10000)\n"
           "  --format=text|json\n"
           "             (check) text (the default), or one JSON array on standard\n"
           "             output for the whole run, with an object per fault: file,\n"
@@ -215,6 +226,7 @@ static void print_help(FILE *to) {
           "Examples:\n"
           "  jsoncodec check examples/rule.json examples/policy.json\n"
           "  jsoncodec check --type item_definition examples/item_definition.json\n"
+          "  jsoncodec check --format=json examples/*.json > faults.json\n"
           "  jsoncodec format --compact examples/rule.json\n"
           "  jsoncodec format --type workflow - < workflow.json\n"
           "  jsoncodec format -i examples/*.json\n"
@@ -358,7 +370,7 @@ static const struct root_type *detect_type(const char *text, const char *label) 
 static int report_document(const struct run *run, const char *label, const char *text,
                            const struct root_type *type, int first) {
     struct checker_faults faults;
-    int result = checker_run(type->name, text, !first, &faults);
+    int result = checker_run(type->name, text, !first, run->max_faults, &faults);
     if (result < 0 || (result > 0 && run->json != NULL && append_faults(run->json, label, &faults) != 0)) {
         checker_release(&faults);
         fprintf(stderr, "jsoncodec: %s: out of memory while checking the document\n", label);
@@ -366,6 +378,9 @@ static int report_document(const struct run *run, const char *label, const char 
     }
     if (result > 0 && run->json == NULL)
         print_faults(stderr, label, text, &faults, run->colour);
+    if (faults.stopped)
+        fprintf(stderr, "jsoncodec: %s: the check stopped after %lu faults; --max-faults=N sets the limit (0: none)\n",
+                label, run->max_faults);
     checker_release(&faults);
     return result;
 }
@@ -497,7 +512,8 @@ static int option_with_value(int argc, char **argv, int *i, const char *name, co
 }
 
 int main(int argc, char **argv) {
-    struct run run = {CHECK, NULL, 0, TO_OUTPUT, 0, 0, NULL};
+    struct run run = {CHECK, NULL, 0, TO_OUTPUT, 0, DEFAULT_MAX_FAULTS, 0, NULL};
+    char *end;
     const char *type_name = NULL, *value;
     enum colour_choice colour = COLOUR_AUTO;
     /* The operands are gathered at the front of argv[2..]; the slots they
@@ -558,6 +574,10 @@ int main(int argc, char **argv) {
             json = strcmp(value, "json") == 0;
         } else if (run.command == CHECK && strcmp(arg, "--first") == 0) {
             run.first = 1;
+        } else if (run.command == CHECK && option_with_value(argc, argv, &i, "--max-faults", &value)) {
+            if (value == NULL || value[0] < '0' || value[0] > '9' ||
+                (errno = 0, run.max_faults = strtoul(value, &end, 10), *end != '\0' || errno != 0))
+                return usage_error("--max-faults takes a number", NULL);
         } else if (strcmp(arg, "--compact") == 0) {
             if (run.command != FORMAT)
                 return usage_error("--compact applies to format only", NULL);

@@ -58,11 +58,13 @@ run 1 check "$several" --type data_protection_policy "$work/cut.json" && empty o
         "    42 |             \"workflowComment\": \"Réplication hors site\", \"workflowEnabled\": \"true\"," \
         "       |                                                                            ^" \
         "JSON parsing error: unexpected token near '}' in <string> line: 2 col: 23" &&
+    run 1 check --max-faults=2 "$several" && [ "$(grep -c ': error: ' "$work/err")" -eq 2 ] &&
+    has err "jsoncodec: $several: the check stopped after 2 faults" &&
     run 1 check --first "$several" && is err "$several:46:31: error: \
 <data_protection_policy>.policyProtectionEnable: JSON decode error. Expected property to be boolean as specified in schema.
     46 |     \"policyProtectionEnable\": \"yes\"
        |                               ^"
-verdict "every fault in file order at its line and column, with hints; --first gives only the export's"
+verdict "every fault in file order at its line and column, with hints; --max-faults stops; --first gives the export's"
 
 run 1 check --format=json "$several" --type data_protection_policy "$work/cut.json" && empty err &&
     /usr/bin/python3 -c 'import json, sys
@@ -132,14 +134,14 @@ verdict "a document without exactly one name property needs --type"
 bad=0
 for args in "" "verify" "check --type" "check --type nosuchtype" "check --type rule --type rule" \
     "format --type rule a.json b.json" "check - -" "check --compact" "check --pretty" \
-    "schema" "schema rule rule" "schema nosuchtype" "schema --type rule"; do
+    "schema" "schema rule rule" "schema nosuchtype" "schema --type rule" "check --max-faults=-1"; do
     # shellcheck disable=SC2086 # the words are the arguments
     run 2 $args && empty out && has err "usage: jsoncodec" || { echo "  arguments: $args"; bad=1; }
 done
 [ $bad -eq 0 ]
 verdict "bad usage prints the synopsis on stderr and exits 2"
 
-run 0 --help && empty err && has out "usage: jsoncodec check  [--type TYPE] [--first]" "jsoncodec schema TYPE" \
+run 0 --help && empty err && has out "usage: jsoncodec check  [--type TYPE] [--first | --max-faults=N]" "jsoncodec schema TYPE" \
     "--compact" "ruleName      rule" "item_definition has no name property" "2  bad usage" &&
     cp "$work/out" "$work/help" && run 0 format --type rule -h && cmp -s "$work/help" "$work/out" &&
     run 0 schema rule --version && empty err && lines out 1 && grep -q -x 'jsoncodec [0-9][0-9]*\.[0-9][0-9]*\.[0-9][0-9]*' "$work/out"

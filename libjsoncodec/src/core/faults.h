@@ -33,8 +33,9 @@ class FaultLog {
     explicit FaultLog(bool every) : every_fault(every) {}
     virtual void add(const Fault &fault) = 0;
     // Whether the walk goes on after a decoding fault; otherwise it stops at
-    // the first, exactly as the exports do.
-    const bool every_fault;
+    // the first, exactly as the exports do. add() may clear it to stop the
+    // walk at the fault it is given.
+    bool every_fault;
 
   protected:
     ~FaultLog() = default;
