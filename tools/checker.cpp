@@ -49,8 +49,7 @@ struct Found {
     int32_t status;
     std::string message;
     std::string pointer;
-    std::string hint;
-    bool has_hint;
+    std::string hint;  // empty when there is none
     bool missing;
     int32_t parse_line;
     int32_t parse_column;
@@ -72,7 +71,7 @@ class Collector final : public jsoncodec::FaultLog {
             std::string message = fault.line;
             if (!message.empty() && message.back() == '\n') message.pop_back();
             found.push_back(Found{fault.status, std::move(message), fault.pointer,
-                                  fault.hint != nullptr ? fault.hint : "", fault.hint != nullptr, fault.missing,
+                                  fault.hint != nullptr ? fault.hint : "", fault.missing,
                                   fault.parse_line, fault.parse_column});
         } catch (const std::bad_alloc &) {
             out_of_memory = true;
@@ -240,8 +239,8 @@ extern "C" int checker_run(const char *type, const char *text, int every, size_t
         for (const Found &fault : log.found) {
             checker_fault &item = out->items[out->count++];
             item = checker_fault{fault.status, copy(fault.message), copy(fault.pointer),
-                                 fault.has_hint ? copy(fault.hint) : nullptr, fault.offset, fault.line, fault.column};
-            if (item.message == nullptr || item.pointer == nullptr || (fault.has_hint && item.hint == nullptr)) {
+                                 !fault.hint.empty() ? copy(fault.hint) : nullptr, fault.offset, fault.line, fault.column};
+            if (item.message == nullptr || item.pointer == nullptr || (!fault.hint.empty() && item.hint == nullptr)) {
                 checker_release(out);
                 return -1;
             }

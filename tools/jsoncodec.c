@@ -53,8 +53,8 @@
 #define STDIN_LABEL "(standard input)"
 
 /*
- * Decodes `text` as a T and, when `out_json` is not NULL, encodes the tree
- * back into new text stored there (release it with free()). The tree is
+ * Decodes `text` as a T and encodes the tree back into new text stored in
+ * *out_json (release it with free()): the format command. The tree is
  * released before returning. One wrapper per type keeps every library call
  * at its own signature, so the table below can hold a single pointer type.
  */
@@ -63,7 +63,7 @@
                                uint64_t errlen) {                                                \
         T *tree = NULL;                                                                          \
         int32_t status = rmqc_json_to_##T(&tree, text, errbuf, errlen);                          \
-        if (status == RMQC_OK && out_json != NULL)                                               \
+        if (status == RMQC_OK)                                                                   \
             status = rmqc_json_from_##T(tree, out_json, errbuf, errlen, pretty);                 \
         rmqc_free_##T(tree);                                                                     \
         return status;                                                                           \

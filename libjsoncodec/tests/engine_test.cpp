@@ -258,8 +258,8 @@ TEST(EngineCheck, EveryFaultWithItsPointerAndHint) {
         std::string json;
         std::vector<std::string> faults;
     } rows[] = {
-        {needs_desc, R"({"names":["a",1,"b",2],"chain":[{"label":5},{},{"label":"c","weight":"w"}],"codes":[1,"x"]})",
-         {"/names/1", "/names/3", "/chain/0/label", "/chain/1/label missing", "/chain/2/weight", "/codes/1"}},
+        {needs_desc, R"({"names":["a",1,"b",2],"chain":[5,{"label":5},{},{"label":"c","weight":"w"}],"codes":[1,"x"]})",
+         {"/names/1", "/names/3", "/chain/0", "/chain/1/label", "/chain/2/label missing", "/chain/3/weight", "/codes/1"}},
         {sample_desc, R"({"amount":"1","core":{"mode":"MONTH","flag":0},"extra":5,"period":"referense"})",
          {"/title missing", "/amount", "/core/mode month", "/core/flag", "/extra", "/period reference"}},
         {holder_desc, R"({"pick":{"u":{"x":"a","y":"wek"}}})", {"/pick/u/y week"}},

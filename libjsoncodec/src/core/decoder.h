@@ -263,13 +263,10 @@ struct Decoder {
                             path_node *path, path_node *self, uint32_t *match_count) {
         if (Tree::absent(value)) {
             if (!field.required) return RMQC_OK;
-            if (sink.len != 0) {
-                char detail[DETAIL_SIZE];
-                bounded_format(detail, sizeof detail, text::required_missing, field.name);
-                report_error(detail, RMQC_ERR_DECODE, sink.buf, sink.len, path, property_index(field), field.name);
-            }
-            if (sink.log != nullptr) log_fault(sink, RMQC_ERR_DECODE, path, property_index(field), field.name, true);
-            return RMQC_ERR_DECODE;
+            if (sink.len == 0 && sink.log == nullptr) return RMQC_ERR_DECODE;
+            char detail[DETAIL_SIZE];
+            bounded_format(detail, sizeof detail, text::required_missing, field.name);
+            return report_fixed(RMQC_ERR_DECODE, sink, path, property_index(field), field.name, detail, true);
         }
         // Present: flagged before any check, so a record that failed on this
         // property still records it as present.

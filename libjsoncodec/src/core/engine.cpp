@@ -223,13 +223,9 @@ int32_t report_enum(int32_t code, Sink sink, path_node *node, const EnumDesc &al
         append("'");
     }
     append(text::enum_tail);
-    report_error(detail, code, sink.buf, sink.len, node, 0, nullptr);
-    if (sink.log != nullptr) {
-        Suggestion suggestion;
-        if (text != nullptr) suggestion.consider(allowed, text);
-        log_fault(sink, code, node, 0, nullptr, false, suggestion.best);
-    }
-    return code;
+    Suggestion suggestion;
+    if (sink.log != nullptr && text != nullptr) suggestion.consider(allowed, text);
+    return report_fixed(code, sink, node, 0, nullptr, detail, false, suggestion.best);
 }
 
 }  // namespace detail

@@ -63,15 +63,17 @@ struct Sink {
 };
 
 // Passes a fault just written into the sink's buffer on to its log, with the
-// pointer of the place (path, index, name) names. `missing`: the place is a
-// required property that is absent; `hint`: an allowed text close to the
-// refused one.
-void log_fault(Sink sink, int32_t code, path_node *path, int32_t index, const char *name, bool missing = false,
-               const char *hint = nullptr);
+// pointer of the place (path, index, name) names.
+void log_fault(Sink sink, int32_t code, path_node *path, int32_t index, const char *name, bool missing,
+               const char *hint);
 
-inline int32_t report_fixed(int32_t code, Sink sink, path_node *path, int32_t index, const char *name, const char *detail) {
+// Reports a fault into the sink's buffer and to its log. `missing`: the
+// place is a required property that is absent; `hint`: an allowed text close
+// to the refused one.
+inline int32_t report_fixed(int32_t code, Sink sink, path_node *path, int32_t index, const char *name, const char *detail,
+                            bool missing = false, const char *hint = nullptr) {
     report_error(detail, code, sink.buf, sink.len, path, index, name);
-    if (sink.log != nullptr) log_fault(sink, code, path, index, name);
+    if (sink.log != nullptr) log_fault(sink, code, path, index, name, missing, hint);
     return code;
 }
 
