@@ -1,23 +1,36 @@
-// The decoding walker, generic over the parsed tree it reads.
+// The decoding walker, generic over the source it reads.
 //
-// A tree adapter gives the walker read access to one kind of parsed JSON
-// tree; the walker itself, with its order of checks, its messages and its
-// match counts, is the same for every tree. An adapter provides:
+// A source adapter (a "tree") gives the walker read access to one kind of
+// parsed or unparsed JSON; the walker itself, with its order of checks, its
+// messages and its match counts, is the same for every source. The source
+// decides the order in which a record's properties are visited: jansson's
+// tree in record order, the text reader in document order (its missing
+// properties at the closing brace). An adapter is an object (a source may
+// keep a position) that provides:
 //
-//   Value                  a cheap handle of a JSON value, or of none
+//   Value                    a cheap handle of a JSON value, or of none
 //   absent(v), is_object(v)
-//   Fields(type, object)   the values of a record's properties, found in one
-//                          go: get(i) is property i's value or absent; ok()
-//                          is false when the tree cannot be decoded exactly
-//                          (the walker then fails the record)
-//   member(object, name)   one property's value, or absent
-//   string(v, &length)     the text of a string, NUL-terminated; NULL when v
-//                          is not a string
-//   is_boolean(v), is_true(v)
-//   integer(v, &out)       false when v is not an integer
-//   array_size(v, &size)   false when v is not an array
-//   each(array, f)         f(index, item) for every element in order, until f
-//                          returns nonzero, which is returned
+//   properties(type, object, f)
+//                            f(i, value) once for each property i of the
+//                            record type, its value absent when the object
+//                            has none; stops at and returns the first nonzero
+//                            f returns, or a refusal of the source's own
+//   member(object, name)     one property's value, or absent
+//   is_string(v)
+//   is_one_of(v, allowed)    whether the string v is one of an enum's texts
+//   hint_text(v)             the string's text, NUL-terminated, for hints; NULL
+//                            when the source does not keep one
+//   copy_string(v, &copy)    an owned copy of the string's text
+//   boolean(v, &out), integer(v, &out)
+//                            false when v is not of that kind
+//   array_size(v, &size)     false when v is not an array; its element count
+//   list_size(v, &size)      the same, or 0 when the count would cost a pass
+//                            over the elements (each() then refuses an array
+//                            past MAX_ARRAY_SZ elements itself)
+//   each(array, f)           f(index, item) for every element in order, until
+//                            f returns nonzero, which is returned
+//   gave_up()                whether the source has refused the document
+//                            itself, so that nothing more is worth trying
 #pragma once
 
 #include <cstdlib>
@@ -27,12 +40,8 @@
 
 namespace jsoncodec::detail {
 
-// An owned copy of a text of known length.
-inline char *copy_text(const char *text, size_t length) {
-    char *copy = static_cast<char *>(std::malloc(length + 1));
-    if (copy != nullptr) std::memcpy(copy, text, length + 1);
-    return copy;
-}
+// What copy_string made of a value.
+enum class Copy : uint8_t { Done, NotString, NoMemory };
 
 // In a checking walk, passes the fault of a union's closest member on as
 // the union's own: the union's line and status, the place and the hint of the
@@ -61,76 +70,118 @@ class UnionFault final : public FaultLog {
     const char *hint_;
 };
 
+
+// One decoding walk over a source: the source, and the sink every fault of
+// the walk is reported into. A union's trials walk with a sink of their own.
 template <class Tree>
-struct Decoder {
+class Walk {
+  public:
     using Value = typename Tree::Value;
 
-    static int32_t string(const FieldDesc &field, Value value, void *record, Sink sink, path_node *path,
-                          path_node *self) {
-        size_t length = 0;
-        const char *source = Tree::string(value, &length);
-        if (source == nullptr) return report_fixed(RMQC_ERR_DECODE, sink, path, PATH_FIELD, field.name, text::string_expected);
-        if (field.kind == Kind::Enum && !enum_allows(*field.allowed, source)) {
-            name_node(self, field.name, PATH_FIELD);
-            return report_enum(RMQC_ERR_DECODE, sink, self, *field.allowed, source);
+    Walk(Tree &tree, Sink sink) : tree_(tree), sink_(sink) {}
+
+    // decode_record over this source.
+    int32_t record(const TypeDesc &type, Value value, void *out_new, void *into, int32_t depth, path_node *path,
+                   uint32_t *match_count) {
+        path_node self = enter_node(path);
+        path->child = &self;
+
+        void *record = into;
+        if (out_new != nullptr) {
+            record = std::malloc(type.size);
+            store_pointer(out_new, record);
+            if (record == nullptr) return report_fixed(RMQC_ERR_NOMEM, sink_, path, 0, nullptr, text::record_alloc);
         }
-        char *copy = copy_text(source, length);
-        if (copy == nullptr) return report_fixed(RMQC_ERR_NOMEM, sink, path, PATH_FIELD, field.name, text::string_alloc);
-        at<char *>(record, field.offset) = copy;
-        return RMQC_OK;
+        std::memset(record, 0, type.size);
+        if (!tree_.is_object(value)) return report(RMQC_ERR_DECODE, sink_, path, 0, nullptr, text::object_expected, type.name);
+        if (depth > MAX_CALL_DEPTH) return report_fixed(RMQC_ERR_OTHER, sink_, path, 0, nullptr, text::decode_depth);
+
+        int32_t first = RMQC_OK;
+        int32_t status = tree_.properties(type, value, [&](uint32_t i, Value item) -> int32_t {
+            int32_t fault = property(type.fields[i], item, record, depth, path, match_count);
+            return fault != RMQC_OK ? after_fault(sink_, fault, first) : RMQC_OK;
+        });
+        return status != RMQC_OK ? status : first;
     }
 
-    static int32_t array(const FieldDesc &field, Value value, void *record, Sink sink, path_node *path) {
+  private:
+    int32_t string(const FieldDesc &field, Value value, void *record, path_node *path) {
+        if (!tree_.is_string(value))
+            return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_FIELD, field.name, text::string_expected);
+        if (field.kind == Kind::Enum && !tree_.is_one_of(value, *field.allowed)) {
+            name_node(path->child, field.name, PATH_FIELD);
+            return report_enum(RMQC_ERR_DECODE, sink_, path->child, *field.allowed, tree_.hint_text(value));
+        }
+        char *copy = nullptr;
+        switch (tree_.copy_string(value, &copy)) {
+            case Copy::Done:
+                at<char *>(record, field.offset) = copy;
+                return RMQC_OK;
+            case Copy::NotString:  // text the source cannot read as jansson does
+                return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_FIELD, field.name, text::string_expected);
+            case Copy::NoMemory:
+                break;
+        }
+        return report_fixed(RMQC_ERR_NOMEM, sink_, path, PATH_FIELD, field.name, text::string_alloc);
+    }
+
+    int32_t array(const FieldDesc &field, Value value, void *record, path_node *path) {
         size_t size = 0;
-        if (!Tree::array_size(value, &size))
-            return report_fixed(RMQC_ERR_DECODE, sink, path, PATH_ARRAY, field.name, text::array_expected);
-        if (size > MAX_ARRAY_SZ) return report_fixed(RMQC_ERR_DECODE, sink, path, PATH_ARRAY, field.name, text::array_too_large);
+        if (!tree_.array_size(value, &size))
+            return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_ARRAY, field.name, text::array_expected);
+        if (size > MAX_ARRAY_SZ)
+            return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_ARRAY, field.name, text::array_too_large);
         void *block = std::calloc(size, sizeof(int64_t));
-        if (block == nullptr && size > 0) return report_fixed(RMQC_ERR_NOMEM, sink, path, PATH_ARRAY, field.name, text::array_alloc);
+        if (block == nullptr && size > 0)
+            return report_fixed(RMQC_ERR_NOMEM, sink_, path, PATH_ARRAY, field.name, text::array_alloc);
         // The block and its count are stored before any element is read, so that
         // a release after a fault frees exactly what was copied.
         store_pointer(static_cast<char *>(record) + field.offset, block);
         at<uint64_t>(record, field.count_offset) = size;
 
         int32_t first = RMQC_OK;
-        int32_t status = Tree::each(value, [&](size_t i, Value item) -> int32_t {
-            int32_t index = static_cast<int32_t>(i);
+        int32_t status = tree_.each(value, [&](size_t i, Value item) -> int32_t {
+            const int32_t index = static_cast<int32_t>(i);
             int32_t fault = RMQC_OK;
             if (field.kind == Kind::IntegerArray) {
-                if (!Tree::integer(item, &static_cast<int64_t *>(block)[i]))
-                    fault = report_fixed(RMQC_ERR_DECODE, sink, path, index, field.name, text::integer_item_expected);
+                if (!tree_.integer(item, &static_cast<int64_t *>(block)[i]))
+                    fault = report_fixed(RMQC_ERR_DECODE, sink_, path, index, field.name, text::integer_item_expected);
             } else {
-                size_t length = 0;
-                const char *source = Tree::string(item, &length);
-                char *copy = nullptr;
-                if (source == nullptr)
-                    fault = report_fixed(RMQC_ERR_DECODE, sink, path, index, field.name, text::string_item_expected);
-                else if ((copy = copy_text(source, length)) == nullptr)
-                    fault = report_fixed(RMQC_ERR_NOMEM, sink, path, index, field.name, text::string_item_alloc);
-                static_cast<char **>(block)[i] = copy;
+                switch (tree_.copy_string(item, &static_cast<char **>(block)[i])) {
+                    case Copy::Done:
+                        break;
+                    case Copy::NotString:
+                        fault = report_fixed(RMQC_ERR_DECODE, sink_, path, index, field.name, text::string_item_expected);
+                        break;
+                    case Copy::NoMemory:
+                        fault = report_fixed(RMQC_ERR_NOMEM, sink_, path, index, field.name, text::string_item_alloc);
+                        break;
+                }
             }
-            return fault != RMQC_OK ? after_fault(sink, fault, first) : RMQC_OK;
+            return fault != RMQC_OK ? after_fault(sink_, fault, first) : RMQC_OK;
         });
         return status != RMQC_OK ? status : first;
     }
 
-    static int32_t list(const FieldDesc &field, Value value, void *record, int32_t depth, Sink sink, path_node *path,
-                        path_node *self, uint32_t *match_count) {
+    int32_t list(const FieldDesc &field, Value value, void *record, int32_t depth, path_node *path,
+                 uint32_t *match_count) {
         void *link = static_cast<char *>(record) + field.offset;
         store_pointer(link, nullptr);
         size_t size = 0;
-        if (!Tree::array_size(value, &size))
-            return report_fixed(RMQC_ERR_DECODE, sink, path, PATH_ARRAY, field.name, text::array_expected);
-        if (size > MAX_ARRAY_SZ) return report_fixed(RMQC_ERR_DECODE, sink, path, PATH_ARRAY, field.name, text::array_too_large);
+        if (!tree_.list_size(value, &size))
+            return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_ARRAY, field.name, text::array_expected);
+        if (size > MAX_ARRAY_SZ)
+            return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_ARRAY, field.name, text::array_too_large);
+        path_node *self = path->child;
         int32_t first = RMQC_OK;
-        int32_t status = Tree::each(value, [&](size_t i, Value item) -> int32_t {
+        int32_t status = tree_.each(value, [&](size_t i, Value item) -> int32_t {
             name_node(self, field.name, static_cast<int32_t>(i));
             // Each element is linked before it is validated, so a failing element
             // is released with the list (and a walk that goes on links the next
             // one after it).
-            int32_t fault = record_of(*field.nested, item, link, nullptr, depth + 1, sink, self, match_count);
+            int32_t fault = this->record(*field.nested, item, link, nullptr, depth + 1, self, match_count);
             if (fault != RMQC_OK) {
-                if (int32_t stop = after_fault(sink, fault, first)) return stop;
+                if (int32_t stop = after_fault(sink_, fault, first)) return stop;
             }
             link = static_cast<char *>(load_pointer(link)) + field.nested->next_offset;
             return RMQC_OK;
@@ -138,40 +189,39 @@ struct Decoder {
         return status != RMQC_OK ? status : first;
     }
 
-    // The text of a union member's discriminator, looked up once for all the
+    // The value of a union members' discriminator, looked up once for all the
     // members that share its name.
     struct Discriminator {
         const char *name = nullptr;
-        const char *text = nullptr;  // NULL when absent or not a string
+        Value value{};
     };
 
     // Whether the trial of `member` would fail on its first property having
     // decoded, allocated and written nothing but zeros: that property is a
     // required enum, and `value` is an object within the depth limit whose text
     // there is a string that is none of the allowed ones. Such a trial scores 0.
-    static bool fails_on_discriminator(const TypeDesc &member, const Value &value, int32_t depth, Discriminator &seen) {
+    bool fails_on_discriminator(const TypeDesc &member, Value value, int32_t depth, Discriminator &seen) {
         const FieldDesc *tag = discriminator(member);
-        if (tag == nullptr || depth > MAX_CALL_DEPTH) return false;
+        if (tag == nullptr || depth > MAX_CALL_DEPTH || !tree_.is_object(value)) return false;
         if (seen.name != tag->name && (seen.name == nullptr || std::strcmp(seen.name, tag->name) != 0)) {
-            size_t length = 0;
             seen.name = tag->name;
-            seen.text = Tree::is_object(value) ? Tree::string(Tree::member(value, tag->name), &length) : nullptr;
+            seen.value = tree_.member(value, tag->name);
         }
-        return seen.text != nullptr && !enum_allows(*tag->allowed, seen.text);
+        return tree_.is_string(seen.value) && !tree_.is_one_of(seen.value, *tag->allowed);
     }
 
     // In a checking walk, the hint of a union whose members' discriminators
     // all refuse the value's text: the nearest of their allowed texts.
-    static const char *discriminator_hint(const UnionDesc &members, Value value) {
-        if (!Tree::is_object(value)) return nullptr;
+    const char *discriminator_hint(const UnionDesc &members, Value value) {
+        if (!tree_.is_object(value)) return nullptr;
         Suggestion suggestion;
         for (uint32_t k = 0; k < members.count; ++k) {
             const FieldDesc *tag = discriminator(*members.members[k]);
-            size_t length = 0;
-            const char *text = tag != nullptr ? Tree::string(Tree::member(value, tag->name), &length) : nullptr;
-            if (text == nullptr) continue;
-            if (enum_allows(*tag->allowed, text)) return nullptr;
-            suggestion.consider(*tag->allowed, text);
+            if (tag == nullptr) continue;
+            Value text = tree_.member(value, tag->name);
+            if (!tree_.is_string(text)) continue;
+            if (tree_.is_one_of(text, *tag->allowed)) return nullptr;
+            if (const char *written = tree_.hint_text(text)) suggestion.consider(*tag->allowed, written);
         }
         return suggestion.best;
     }
@@ -187,10 +237,11 @@ struct Decoder {
     // made then, for its text: it touches nothing and allocates nothing, so it
     // fails exactly as it would have in turn.
     //
-    // A trial's nodes hang under the union's node `self`: its text starts at the
+    // A trial's nodes hang under the union's node: its text starts at the
     // member's name, its pointer continues the union's.
-    static int32_t union_of(const FieldDesc &field, Value value, void *record, int32_t depth, Sink sink,
-                            path_node *path, path_node *self, uint32_t *match_count) {
+    int32_t union_of(const FieldDesc &field, Value value, void *record, int32_t depth, path_node *path,
+                     uint32_t *match_count) {
+        path_node *self = path->child;
         void *storage = static_cast<char *>(record) + field.offset;
         char trial_text[TRIAL_BUFFER_SIZE];
         char closest[TRIAL_BUFFER_SIZE];
@@ -205,14 +256,14 @@ struct Decoder {
         bool passed_over = false;  // whether the closest member so far was passed over
         Discriminator seen;
         // Without a caller's buffer no failure text can be reported.
-        const uint64_t trial_len = sink.trials == UnionTrials::Fast && sink.len == 0 ? 0 : TRIAL_BUFFER_SIZE;
+        const uint64_t trial_len = sink_.trials == UnionTrials::Fast && sink_.len == 0 ? 0 : TRIAL_BUFFER_SIZE;
 
         auto trial = [&](uint32_t k, uint32_t *trial_count, Sink trial_sink) {
             const TypeDesc &member = *field.members->members[k];
             trial_root.name = member.name;
             trial_root.child = nullptr;
             *trial_count = 0;
-            return record_of(member, value, nullptr, storage, depth + 1, trial_sink, &trial_root, trial_count);
+            return Walk(tree_, trial_sink).record(member, value, nullptr, storage, depth + 1, &trial_root, trial_count);
         };
         // The closest member's trial once more, for its text or its fault.
         auto retry = [&](Sink trial_sink) {
@@ -223,7 +274,7 @@ struct Decoder {
 
         for (uint32_t k = 0; k < field.members->count; ++k) {
             const TypeDesc &member = *field.members->members[k];
-            if (sink.trials == UnionTrials::Fast && fails_on_discriminator(member, value, depth + 1, seen)) {
+            if (sink_.trials == UnionTrials::Fast && fails_on_discriminator(member, value, depth + 1, seen)) {
                 if (best < 0) {
                     best = 0;
                     closest_member = k;
@@ -232,12 +283,14 @@ struct Decoder {
                 continue;
             }
             uint32_t trial_count;
-            if (trial(k, &trial_count, Sink{trial_text, trial_len, sink.trials}) == RMQC_OK) {
+            if (trial(k, &trial_count, Sink{trial_text, trial_len, sink_.trials}) == RMQC_OK) {
                 at<uint8_t>(record, field.count_offset) = static_cast<uint8_t>(k + 1);
                 *match_count += trial_count + 1;
                 return RMQC_OK;
             }
             release_record(member, storage);
+            // A source that refused the text itself fails every member alike.
+            if (tree_.gave_up()) return RMQC_ERR_DECODE;
             if (static_cast<int64_t>(trial_count) > best) {
                 if (trial_len != 0) bounded_format(closest, sizeof closest, text::union_closest, trial_text);
                 best = trial_count;
@@ -245,28 +298,28 @@ struct Decoder {
                 passed_over = false;
             }
         }
-        if (sink.log != nullptr && closest_member != NONE) {
+        if (sink_.log != nullptr && closest_member != NONE) {
             // A checking walk places the union's fault where the closest
             // member's fault points.
-            UnionFault passed(sink, path, field.name, discriminator_hint(*field.members, value));
-            retry(Sink{trial_text, TRIAL_BUFFER_SIZE, sink.trials, &passed});
+            UnionFault passed(sink_, path, field.name, discriminator_hint(*field.members, value));
+            retry(Sink{trial_text, TRIAL_BUFFER_SIZE, sink_.trials, &passed});
             if (passed.done) return RMQC_ERR_DECODE;
         }
-        if (passed_over && sink.len != 0) {
-            retry(Sink{trial_text, trial_len, sink.trials});
+        if (passed_over && sink_.len != 0) {
+            retry(Sink{trial_text, trial_len, sink_.trials});
             bounded_format(closest, sizeof closest, text::union_closest, trial_text);
         }
-        return report_fixed(RMQC_ERR_DECODE, sink, path, PATH_FIELD, field.name, closest);
+        return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_FIELD, field.name, closest);
     }
 
-    static int32_t field_of(const FieldDesc &field, Value value, void *record, int32_t depth, Sink sink,
-                            path_node *path, path_node *self, uint32_t *match_count) {
-        if (Tree::absent(value)) {
+    int32_t property(const FieldDesc &field, Value value, void *record, int32_t depth, path_node *path,
+                     uint32_t *match_count) {
+        if (tree_.absent(value)) {
             if (!field.required) return RMQC_OK;
-            if (sink.len == 0 && sink.log == nullptr) return RMQC_ERR_DECODE;
+            if (sink_.len == 0 && sink_.log == nullptr) return RMQC_ERR_DECODE;
             char detail[DETAIL_SIZE];
             bounded_format(detail, sizeof detail, text::required_missing, field.name);
-            return report_fixed(RMQC_ERR_DECODE, sink, path, property_index(field), field.name, detail, true);
+            return report_fixed(RMQC_ERR_DECODE, sink_, path, property_index(field), field.name, detail, true);
         }
         // Present: flagged before any check, so a record that failed on this
         // property still records it as present.
@@ -276,70 +329,43 @@ struct Decoder {
         switch (field.kind) {
             case Kind::String:
             case Kind::Enum:
-                status = string(field, value, record, sink, path, self);
+                status = string(field, value, record, path);
                 break;
             case Kind::Boolean:
-                if (!Tree::is_boolean(value))
-                    return report_fixed(RMQC_ERR_DECODE, sink, path, PATH_FIELD, field.name, text::boolean_expected);
-                at<int32_t>(record, field.offset) = Tree::is_true(value) ? 1 : 0;
+                if (!tree_.boolean(value, &at<int32_t>(record, field.offset)))
+                    return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_FIELD, field.name, text::boolean_expected);
                 break;
             case Kind::Integer:
-                if (!Tree::integer(value, &at<int64_t>(record, field.offset)))
-                    return report_fixed(RMQC_ERR_DECODE, sink, path, PATH_FIELD, field.name, text::integer_expected);
+                if (!tree_.integer(value, &at<int64_t>(record, field.offset)))
+                    return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_FIELD, field.name, text::integer_expected);
                 break;
             case Kind::StringArray:
             case Kind::IntegerArray:
-                status = array(field, value, record, sink, path);
+                status = array(field, value, record, path);
                 break;
             case Kind::Record:
             case Kind::RecordPointer: {
                 void *slot = static_cast<char *>(record) + field.offset;
+                path_node *self = path->child;
                 name_node(self, field.name, PATH_FIELD);
                 status = field.kind == Kind::RecordPointer
-                             ? record_of(*field.nested, value, slot, nullptr, depth + 1, sink, self, match_count)
-                             : record_of(*field.nested, value, nullptr, slot, depth + 1, sink, self, match_count);
+                             ? this->record(*field.nested, value, slot, nullptr, depth + 1, self, match_count)
+                             : this->record(*field.nested, value, nullptr, slot, depth + 1, self, match_count);
                 break;
             }
             case Kind::List:
-                status = list(field, value, record, depth, sink, path, self, match_count);
+                status = list(field, value, record, depth, path, match_count);
                 break;
             case Kind::Union:
                 // The union adds its member's count and its own 1 on success.
-                return union_of(field, value, record, depth, sink, path, self, match_count);
+                return union_of(field, value, record, depth, path, match_count);
         }
         if (status == RMQC_OK) ++*match_count;
         return status;
     }
 
-    // decode_record over this tree.
-    static int32_t record_of(const TypeDesc &type, Value value, void *out_new, void *into, int32_t depth, Sink sink,
-                             path_node *path, uint32_t *match_count) {
-        path_node self = enter_node(path);
-        path->child = &self;
-
-        void *record = into;
-        if (out_new != nullptr) {
-            record = std::malloc(type.size);
-            store_pointer(out_new, record);
-            if (record == nullptr) return report_fixed(RMQC_ERR_NOMEM, sink, path, 0, nullptr, text::record_alloc);
-        }
-        std::memset(record, 0, type.size);
-        if (!Tree::is_object(value)) return report(RMQC_ERR_DECODE, sink, path, 0, nullptr, text::object_expected, type.name);
-        if (depth > MAX_CALL_DEPTH) return report_fixed(RMQC_ERR_OTHER, sink, path, 0, nullptr, text::decode_depth);
-
-        typename Tree::Fields fields(type, value);
-        // Only a tree that defers to another one for some documents refuses
-        // here, and it reports nothing: the other tree's walk does.
-        if (!fields.ok()) return RMQC_ERR_DECODE;
-        int32_t first = RMQC_OK;
-        for (uint32_t i = 0; i < type.field_count; ++i) {
-            int32_t status = field_of(type.fields[i], fields.get(i), record, depth, sink, path, &self, match_count);
-            if (status != RMQC_OK) {
-                if (int32_t stop = after_fault(sink, status, first)) return stop;
-            }
-        }
-        return first;
-    }
+    Tree &tree_;
+    Sink sink_;
 };
 
 }  // namespace jsoncodec::detail

@@ -17,29 +17,38 @@ namespace {
 
 using namespace detail;
 
-// The decoder's view of a jansson tree.
-struct JanssonTree {
+// The walker's view of a jansson tree: properties in record order, each
+// found by name.
+class JanssonTree {
+  public:
     using Value = const json_t *;
     static bool absent(Value v) { return v == nullptr; }
     static bool is_object(Value v) { return v != nullptr && json_is_object(v); }
-    class Fields {
-      public:
-        Fields(const TypeDesc &type, Value object) : type_(type), object_(object) {}
-        bool ok() const { return true; }
-        Value get(uint32_t i) const { return json_object_get(object_, type_.fields[i].name); }
-
-      private:
-        const TypeDesc &type_;
-        Value object_;
-    };
-    static Value member(Value object, const char *name) { return json_object_get(object, name); }
-    static const char *string(Value v, size_t *length) {
-        const char *text = json_string_value(v);
-        if (text != nullptr) *length = json_string_length(v);
-        return text;
+    template <class F>
+    static int32_t properties(const TypeDesc &type, Value object, F &&f) {
+        for (uint32_t i = 0; i < type.field_count; ++i)
+            if (int32_t status = f(i, json_object_get(object, type.fields[i].name))) return status;
+        return RMQC_OK;
     }
-    static bool is_boolean(Value v) { return json_is_boolean(v); }
-    static bool is_true(Value v) { return json_is_true(v); }
+    static Value member(Value object, const char *name) { return json_object_get(object, name); }
+    static bool is_string(Value v) { return json_is_string(v); }
+    static bool is_one_of(Value v, const EnumDesc &allowed) { return enum_allows(allowed, json_string_value(v)); }
+    static const char *hint_text(Value v) { return json_string_value(v); }
+    static Copy copy_string(Value v, char **copy) {
+        const char *text = json_string_value(v);
+        if (text == nullptr) return Copy::NotString;
+        // jansson's texts hold no NUL: it refuses "\u0000" when parsing.
+        const size_t length = json_string_length(v);
+        *copy = static_cast<char *>(std::malloc(length + 1));
+        if (*copy == nullptr) return Copy::NoMemory;
+        std::memcpy(*copy, text, length + 1);
+        return Copy::Done;
+    }
+    static bool boolean(Value v, int32_t *out) {
+        if (!json_is_boolean(v)) return false;
+        *out = json_is_true(v) ? 1 : 0;
+        return true;
+    }
     static bool integer(Value v, int64_t *out) {
         if (!json_is_integer(v)) return false;
         *out = json_integer_value(v);
@@ -50,12 +59,14 @@ struct JanssonTree {
         *size = json_array_size(v);
         return true;
     }
+    static bool list_size(Value v, size_t *size) { return array_size(v, size); }
     template <class F>
     static int32_t each(Value array, F &&f) {
         for (size_t i = 0, size = json_array_size(array); i < size; ++i)
             if (int32_t status = f(i, json_array_get(array, i))) return status;
         return RMQC_OK;
     }
+    static bool gave_up() { return false; }
 };
 
 // ---------------------------------------------------------------- encoding
@@ -277,8 +288,9 @@ int32_t check_enum(const EnumDesc &allowed, const char *text, int32_t code, char
 int32_t decode_record(const TypeDesc &type, const json_t *value, void *out_new, void *into, int32_t depth,
                       char *errbuf, uint64_t errlen, path_node *path, uint32_t *match_count, UnionTrials trials,
                       FaultLog *log) {
-    return Decoder<JanssonTree>::record_of(type, value, out_new, into, depth, Sink{errbuf, errlen, trials, log}, path,
-                                           match_count);
+    JanssonTree tree;
+    return Walk<JanssonTree>(tree, Sink{errbuf, errlen, trials, log}).record(type, value, out_new, into, depth, path,
+                                                                            match_count);
 }
 
 int32_t encode_record(const TypeDesc &type, json_t **out, const void *src, int32_t depth, char *errbuf,

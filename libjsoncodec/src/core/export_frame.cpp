@@ -83,7 +83,7 @@ char *serialise(const json_t *value, size_t flags) {
     return sink.text;
 }
 
-// rmqc_json_to_<T>, with or without the attempt through simdjson first; a
+// rmqc_json_to_<T>, with or without the one-pass reader's attempt first; a
 // checking walk goes through jansson and reports to its log as well.
 int32_t decode_document(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen, bool fast,
                         FaultLog *log = nullptr) {
@@ -95,7 +95,7 @@ int32_t decode_document(const TypeDesc &type, void *out, const char *json, char 
         return report_error("Output parameter cannot be NULL", RMQC_ERR_BAD_ARGS, errbuf, errlen, &root, 0, nullptr);
 
     void *tree = nullptr;
-    if (fast && json != nullptr && fast_decode(type, json, &tree)) {
+    if (fast && json != nullptr && read_record_text(type, json, &tree)) {
         store_pointer(out, tree);
         return RMQC_OK;
     }

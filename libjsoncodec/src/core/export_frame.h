@@ -10,19 +10,20 @@
 namespace jsoncodec {
 
 // rmqc_json_to_<T>: `out` is the caller's `T **` (may be NULL). A document
-// is decoded through simdjson when it reads there exactly as in jansson and
-// decodes in full; any other goes through jansson, which gives the status
-// and the line.
+// is decoded by the one-pass reader when the reader reads it exactly as
+// jansson does and it decodes in full; any other goes through jansson,
+// which gives the status and the line.
 int32_t json_to_frame(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen);
 
 // rmqc_json_to_<T> through jansson alone: what json_to_frame returns in
 // every case, by the path that decides refusals.
 int32_t json_to_frame_jansson(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen);
 
-// The tree of `json` decoded as `type` through simdjson, into *tree, when
-// simdjson reads the text exactly as jansson does and the schema accepts
-// it; otherwise false, with nothing allocated and *tree untouched.
-bool fast_decode(const TypeDesc &type, const char *json, void **tree);
+// The tree of `json` decoded as `type` by the one-pass reader, straight from
+// the text into *tree, when the reader reads the text exactly as jansson
+// does and the schema accepts it; otherwise false, with nothing allocated
+// and *tree untouched.
+bool read_record_text(const TypeDesc &type, const char *json, void **tree);
 
 // rmqc_json_from_<T>; `null_output_message` is the export's own text for a
 // NULL `out_json`. The text is written straight from the record

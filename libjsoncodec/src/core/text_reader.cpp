@@ -1,0 +1,321 @@
+// The one-pass reader: decodes a document's text straight into its records,
+// for the documents it reads exactly as jansson does.
+//
+// jansson decides every refusal. The reader only ever says "this document
+// decodes, and here is its tree" or "not here": a document that jansson
+// would refuse or read otherwise, that the reader leaves to jansson (see
+// json_text.h), or that the schema refuses ends the attempt with everything
+// it built released, and the export decodes it again through jansson,
+// which gives the status and the line.
+//
+// The walker (decoder.h) drives the reader through the record tables: a
+// value is a position in the text, a record's properties come in the order
+// the document lists them, and values the schema does not know are checked
+// and skipped. A union's trial reads its object again from its start. The
+// reader's working memory is on the stack and bounded by the nesting
+// depth; it allocates nothing but the blocks of the tree it returns.
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "decoder.h"
+#include "export_frame.h"
+#include "json_text.h"
+
+namespace jsoncodec {
+
+namespace {
+
+using namespace detail;
+using namespace json_text;
+
+// Whether `key` is the name of `field`, compared a word at a time: names are
+// short, and a call of memcmp costs more than the comparison.
+bool name_is(const FieldDesc &field, const StringToken &key) {
+    if (key.length != field.name_length) return false;
+    size_t i = 0;
+    for (uint64_t a, b; i + 8 <= key.length; i += 8) {
+        std::memcpy(&a, field.name + i, 8);
+        std::memcpy(&b, key.chars + i, 8);
+        if (a != b) return false;
+    }
+    for (; i < key.length; ++i)
+        if (field.name[i] != key.chars[i]) return false;
+    return true;
+}
+
+// The position of the property named `key` (written without escapes) in
+// `type`, or NO_OFFSET. Documents mostly list properties in record order,
+// so the one after the last found is tried first; otherwise the table's
+// name order is searched.
+uint32_t find_property(const TypeDesc &type, const StringToken &key, uint32_t expected) {
+    if (expected < type.field_count && name_is(type.fields[expected], key)) return expected;
+    uint32_t low = 0, high = type.field_count;
+    while (low < high) {
+        const uint32_t middle = (low + high) / 2;
+        const FieldDesc &field = type.fields[type.by_name[middle]];
+        int order = std::memcmp(field.name, key.chars, std::min<size_t>(field.name_length, key.length));
+        if (order == 0) {
+            if (field.name_length == key.length) return type.by_name[middle];
+            order = field.name_length < key.length ? -1 : 1;
+        }
+        if (order < 0)
+            low = middle + 1;
+        else
+            high = middle;
+    }
+    return NO_OFFSET;
+}
+
+// The walker's view of a document's text. A value is the position of its
+// first character; each value the walker reads leaves the position past it
+// in next_.
+class TextTree {
+  public:
+    using Value = const char *;
+
+    explicit TextTree(const char *end) : end_(end) {}
+
+    const char *next() const { return next_; }
+    bool gave_up() const { return gave_up_; }
+
+    static bool absent(Value v) { return v == nullptr; }
+    static bool is_object(Value v) { return v != nullptr && *v == '{'; }
+    static bool is_string(Value v) { return v != nullptr && *v == '"'; }
+    static const char *hint_text(Value) { return nullptr; }
+
+    template <class F>
+    int32_t properties(const TypeDesc &type, Value object, F &&f) {
+        Scope scope(*this);
+        uint64_t seen = 0;
+        uint32_t expected = 0;
+        const char *p = skip_blanks(object + 1);
+        if (*p != '}') {
+            // The object's members lie one level deeper than the object.
+            if (open_ + 2 > MAX_DEPTH) return refuse();
+            ++open_;
+            for (;;) {
+                StringToken key;
+                if (*p != '"' || !scan_string(p, end_, &key) || key.escaped) return refuse();
+                p = skip_blanks(key.end);
+                if (*p != ':') return refuse();
+                p = skip_blanks(p + 1);
+                const uint32_t i = find_property(type, key, expected);
+                if (i == NO_OFFSET) {
+                    if (!keys_.add(scope.mark, key) || (p = skip_value(p, end_, open_ + 1, keys_)) == nullptr)
+                        return refuse();
+                } else {
+                    if ((seen >> i & 1) != 0) return refuse();  // a repeated key
+                    seen |= uint64_t{1} << i;
+                    expected = i + 1;
+                    if (int32_t status = f(i, p)) return status;
+                    p = next_;
+                }
+                p = skip_blanks(p);
+                if (*p == '}') break;
+                if (*p != ',') return refuse();
+                p = skip_blanks(p + 1);
+            }
+        }
+        const char *after = p + 1;
+        // The properties the object does not have, in record order.
+        for (uint32_t i = 0; i < type.field_count; ++i)
+            if ((seen >> i & 1) == 0)
+                if (int32_t status = f(i, nullptr)) return status;
+        next_ = after;
+        return RMQC_OK;
+    }
+
+    // The value of the first property named `name`, found by a scan of the
+    // object's keys that skips their values; absent when there is none, or
+    // the scan stops at text the reader refuses (the member's trial then
+    // refuses it).
+    Value member(Value object, const char *name) {
+        Scope scope(*this);
+        const size_t length = std::strlen(name);
+        const char *p = skip_blanks(object + 1);
+        while (*p == '"') {
+            StringToken key;
+            if (!scan_string(p, end_, &key)) break;
+            p = skip_blanks(key.end);
+            if (*p != ':') break;
+            p = skip_blanks(p + 1);
+            if (!key.escaped && key.length == length && std::memcmp(key.chars, name, length) == 0) return p;
+            if ((p = skip_value(p, end_, open_ + 2, keys_)) == nullptr) break;
+            p = skip_blanks(p);
+            if (*p != ',') break;
+            p = skip_blanks(p + 1);
+        }
+        return nullptr;
+    }
+
+    bool is_one_of(Value v, const EnumDesc &allowed) {
+        StringToken token;
+        char text[LONGEST_ENUM_TEXT + 1];
+        if (!scan_string(v, end_, &token) || token.length > LONGEST_ENUM_TEXT) {
+            gave_up_ = true;
+            return false;
+        }
+        const char *chars = token.chars;
+        if (token.escaped) {
+            unescape(token, text);
+            chars = text;
+        }
+        for (uint32_t i = 0; i < allowed.count; ++i) {
+            const char *candidate = allowed.values[i];
+            if (std::strncmp(candidate, chars, token.length) == 0 && candidate[token.length] == '\0') return true;
+        }
+        return false;
+    }
+
+    Copy copy_string(Value v, char **copy) {
+        StringToken token;
+        if (!is_string(v)) return Copy::NotString;
+        if (!scan_string(v, end_, &token)) {
+            gave_up_ = true;
+            return Copy::NotString;
+        }
+        char *text = static_cast<char *>(std::malloc(token.length + 1));
+        if (text == nullptr) return Copy::NoMemory;
+        unescape(token, text);
+        text[token.length] = '\0';
+        *copy = text;
+        next_ = token.end;
+        return Copy::Done;
+    }
+
+    bool boolean(Value v, int32_t *out) {
+        const char *p = nullptr;
+        if (v == nullptr) return false;
+        if (*v == 't' && (p = scan_literal(v, "true", 4)) != nullptr) {
+            *out = 1;
+        } else if (*v == 'f' && (p = scan_literal(v, "false", 5)) != nullptr) {
+            *out = 0;
+        } else {
+            return false;
+        }
+        next_ = p;
+        return true;
+    }
+
+    bool integer(Value v, int64_t *out) {
+        if (v == nullptr || (*v != '-' && (*v < '0' || *v > '9'))) return false;
+        bool is_integer = false;
+        int64_t value = 0;
+        const char *p = scan_number(v, &is_integer, &value);
+        if (p == nullptr) {
+            gave_up_ = true;
+            return false;
+        }
+        if (!is_integer) return false;
+        *out = value;
+        next_ = p;
+        return true;
+    }
+
+    // Counts the elements, checking each, without reading them into anything.
+    bool array_size(Value v, size_t *size) {
+        if (v == nullptr || *v != '[') return false;
+        Scope scope(*this);
+        size_t count = 0;
+        const char *p = skip_blanks(v + 1);
+        if (*p != ']') {
+            for (;;) {
+                if ((p = skip_value(p, end_, open_ + 2, keys_)) == nullptr) break;
+                ++count;
+                p = skip_blanks(p);
+                if (*p == ']') {
+                    *size = count;
+                    return true;
+                }
+                if (*p != ',') break;
+                p = skip_blanks(p + 1);
+            }
+            gave_up_ = true;  // the text is refused: so is the whole document
+            return false;
+        }
+        *size = 0;
+        return true;
+    }
+
+    static bool list_size(Value v, size_t *size) {
+        *size = 0;
+        return v != nullptr && *v == '[';
+    }
+
+    template <class F>
+    int32_t each(Value array, F &&f) {
+        Scope scope(*this);
+        const char *p = skip_blanks(array + 1);
+        if (*p != ']') {
+            if (open_ + 2 > MAX_DEPTH) return refuse();
+            ++open_;
+            for (size_t i = 0;; ++i) {
+                if (i == MAX_ARRAY_SZ) return refuse();  // counted as a list is read
+                if (int32_t status = f(i, p)) return status;
+                p = skip_blanks(next_);
+                if (*p == ']') break;
+                if (*p != ',') return refuse();
+                p = skip_blanks(p + 1);
+            }
+        }
+        next_ = p + 1;
+        return RMQC_OK;
+    }
+
+  private:
+    // Longer than any enum's allowed text; a longer text is left to jansson.
+    static constexpr size_t LONGEST_ENUM_TEXT = 127;
+
+    // Restores the depth and the kept keys when a routine leaves an object or
+    // array, whether it read it to the end or stopped, so that a union's next
+    // trial starts where the last one did.
+    struct Scope {
+        explicit Scope(TextTree &walked) : tree(walked), open(walked.open_), mark(walked.keys_.mark()) {}
+        ~Scope() {
+            tree.open_ = open;
+            tree.keys_.release(mark);
+        }
+        TextTree &tree;
+        const uint32_t open;
+        const uint32_t mark;
+    };
+
+    int32_t refuse() {
+        gave_up_ = true;
+        return RMQC_ERR_DECODE;
+    }
+
+    const char *const end_;   // the text's NUL
+    const char *next_ = nullptr;  // past the last value read
+    uint32_t open_ = 0;           // the objects and arrays open around the position
+    KeySet keys_;                 // the keys of those objects that no property claims
+    bool gave_up_ = false;
+};
+
+}  // namespace
+
+bool read_record_text(const TypeDesc &type, const char *json, void **tree) {
+    const char *end = json + std::strlen(json);
+    const char *root = skip_blanks(json);
+    if (*root != '{') return false;
+    TextTree text(end);
+    path_node root_path = root_node(type.name);
+    uint32_t match_count = 0;
+    void *record = nullptr;
+    int32_t status = Walk<TextTree>(text, Sink{nullptr, 0, UnionTrials::Fast})
+                         .record(type, root, &record, nullptr, 0, &root_path, &match_count);
+    // Nothing but blanks may follow the root.
+    if (status == RMQC_OK && *skip_blanks(text.next()) != '\0') status = RMQC_ERR_DECODE;
+    if (status != RMQC_OK) {
+        if (record != nullptr) {
+            release_record(type, record);
+            std::free(record);
+        }
+        return false;
+    }
+    *tree = record;
+    return true;
+}
+
+}  // namespace jsoncodec
