@@ -98,7 +98,9 @@ class Walk {
 
         int32_t first = RMQC_OK;
         int32_t status = tree_.properties(type, value, [&](uint32_t i, Value item) -> int32_t {
-            int32_t fault = property(type.fields[i], item, record, depth, path, match_count);
+            const FieldDesc &field = type.fields[i];
+            if (!field.required && tree_.absent(item)) return RMQC_OK;  // nothing to do, and frequent
+            int32_t fault = property(field, item, record, depth, path, match_count);
             return fault != RMQC_OK ? after_fault(sink_, fault, first) : RMQC_OK;
         });
         return status != RMQC_OK ? status : first;

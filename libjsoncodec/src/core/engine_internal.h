@@ -70,7 +70,8 @@ void log_fault(Sink sink, int32_t code, path_node *path, int32_t index, const ch
 // Reports a fault into the sink's buffer and to its log. `missing`: the
 // place is a required property that is absent; `hint`: an allowed text close
 // to the refused one.
-inline int32_t report_fixed(int32_t code, Sink sink, path_node *path, int32_t index, const char *name, const char *detail,
+// Kept out of line: the walkers' common paths stay small.
+[[gnu::cold, gnu::noinline]] inline int32_t report_fixed(int32_t code, Sink sink, path_node *path, int32_t index, const char *name, const char *detail,
                             bool missing = false, const char *hint = nullptr) {
     report_error(detail, code, sink.buf, sink.len, path, index, name);
     if (sink.log != nullptr) log_fault(sink, code, path, index, name, missing, hint);
@@ -78,7 +79,7 @@ inline int32_t report_fixed(int32_t code, Sink sink, path_node *path, int32_t in
 }
 
 // Formats a generic detail and reports it; makes no text when none is wanted.
-__attribute__((format(printf, 6, 7))) inline int32_t report(int32_t code, Sink sink, path_node *path, int32_t index,
+[[gnu::cold, gnu::noinline]] __attribute__((format(printf, 6, 7))) inline int32_t report(int32_t code, Sink sink, path_node *path, int32_t index,
                                                       const char *name, const char *format, ...) {
     if (sink.len == 0 && sink.log == nullptr) return code;
     char detail[DETAIL_SIZE];

@@ -18,6 +18,10 @@
 #include <cstdint>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace jsoncodec::json_text {
 
 // jansson's deepest value: containers and scalars count alike, the root
@@ -28,6 +32,7 @@ inline bool is_blank(char c) { return c == ' ' || c == '\n' || c == '\r' || c ==
 
 // Past JSON's four blanks, and no others.
 inline const char *skip_blanks(const char *p) {
+    if (static_cast<unsigned char>(*p) > ' ') return p;  // mostly none
     while (is_blank(*p)) ++p;
     return p;
 }
@@ -72,6 +77,21 @@ struct StringToken {
 
 namespace detail {
 
+#if defined(__SSE2__)
+// The offset of the first of the sixteen bytes at `p` that ends a plain run
+// of a string's characters (a quote, a backslash, a control character or a
+// byte of a multi-byte character), or 16.
+inline unsigned first_stop(const char *p) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+    const __m128i quote = _mm_cmpeq_epi8(bytes, _mm_set1_epi8('"'));
+    const __m128i backslash = _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'));
+    const __m128i control = _mm_cmpeq_epi8(_mm_max_epu8(bytes, _mm_set1_epi8(0x1F)), _mm_set1_epi8(0x1F));
+    const unsigned found = static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(_mm_or_si128(quote, backslash), control)) |
+                                                 _mm_movemask_epi8(bytes));
+    return found != 0 ? static_cast<unsigned>(__builtin_ctz(found)) : 16;
+}
+inline constexpr size_t STOP_WIDTH = 16;
+#else
 // Of the eight bytes of `word`, those that end a plain run of a string's
 // characters (a quote, a backslash, a control character or a byte of a
 // multi-byte character) have their high bit set, the first of them exactly.
@@ -80,6 +100,15 @@ inline uint64_t stops(uint64_t word) {
     const uint64_t quote = word ^ (ones * '"'), backslash = word ^ (ones * '\\');
     return (((quote - ones) & ~quote) | ((backslash - ones) & ~backslash) | ((word - ones * 0x20) & ~word) | word) & highs;
 }
+
+inline unsigned first_stop(const char *p) {
+    uint64_t word;
+    std::memcpy(&word, p, 8);
+    const uint64_t found = stops(word);
+    return found != 0 ? static_cast<unsigned>(__builtin_ctzll(found)) / 8 : 8;
+}
+inline constexpr size_t STOP_WIDTH = 8;
+#endif
 
 inline int hex_digit(char c) {
     if (c >= '0' && c <= '9') return c - '0';
@@ -122,22 +151,17 @@ inline size_t utf8_width(int32_t code) { return code < 0x80 ? 1 : code < 0x800 ?
 
 // Reads the string token at `p` (its opening quote) into *token; false when
 // jansson would refuse it or read a NUL into it. `end` is the text's NUL:
-// the scan reads eight bytes at a time while they lie before it.
+// the scan reads a block of bytes at a time while they lie before it.
 inline bool scan_string(const char *p, const char *end, StringToken *token) {
     const char *at = p + 1;
     token->chars = at;
     size_t removed = 0;  // bytes the escapes take beyond their text
     token->escaped = false;
     for (;;) {
-        while (end - at >= 8) {
-            uint64_t word;
-            std::memcpy(&word, at, 8);
-            const uint64_t found = detail::stops(word);
-            if (found != 0) {
-                at += static_cast<size_t>(__builtin_ctzll(found)) / 8;
-                break;
-            }
-            at += 8;
+        while (static_cast<size_t>(end - at) >= detail::STOP_WIDTH) {
+            const unsigned stop = detail::first_stop(at);
+            at += stop;
+            if (stop != detail::STOP_WIDTH) break;
         }
         const unsigned char c = static_cast<unsigned char>(*at);
         if (c == '"') break;
@@ -172,6 +196,22 @@ inline bool scan_string(const char *p, const char *end, StringToken *token) {
     token->end = at + 1;
     token->length = static_cast<size_t>(at - token->chars) - removed;
     return true;
+}
+
+// Past the string token at `p` (its opening quote), found by its quotes and
+// backslashes alone: its characters are not checked, so the token must be
+// read with scan_string later on. NULL when the text ends first.
+inline const char *pass_string(const char *p, const char *end) {
+    const char *at = p + 1;
+    for (;;) {
+        const char *quote = static_cast<const char *>(std::memchr(at, '"', static_cast<size_t>(end - at)));
+        if (quote == nullptr) return nullptr;
+        // The quote closes the token unless an odd run of backslashes escapes it.
+        const char *before = quote;
+        while (before > at && before[-1] == '\\') --before;
+        if ((quote - before) % 2 == 0) return quote + 1;
+        at = quote + 1;
+    }
 }
 
 // Writes the text of a token that scan_string accepted into `out`, which

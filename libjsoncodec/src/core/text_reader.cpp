@@ -29,27 +29,28 @@ namespace {
 using namespace detail;
 using namespace json_text;
 
-// Whether `key` is the name of `field`, compared a word at a time: names are
-// short, and a call of memcmp costs more than the comparison.
-bool name_is(const FieldDesc &field, const StringToken &key) {
-    if (key.length != field.name_length) return false;
+// Whether the key whose opening quote is at `p` is the name of `field`
+// written plainly: the name's bytes, then the closing quote. Compared a
+// word at a time: names are short and often share their first letters, and
+// a call of memcmp costs more than the comparison.
+bool key_is(const FieldDesc &field, const char *p, const char *end) {
+    const size_t length = field.name_length;
+    if (static_cast<size_t>(end - p) < length + 2) return false;
+    const char *chars = p + 1;
     size_t i = 0;
-    for (uint64_t a, b; i + 8 <= key.length; i += 8) {
+    for (uint64_t a, b; i + 8 <= length; i += 8) {
         std::memcpy(&a, field.name + i, 8);
-        std::memcpy(&b, key.chars + i, 8);
+        std::memcpy(&b, chars + i, 8);
         if (a != b) return false;
     }
-    for (; i < key.length; ++i)
-        if (field.name[i] != key.chars[i]) return false;
-    return true;
+    for (; i < length; ++i)
+        if (field.name[i] != chars[i]) return false;
+    return chars[length] == '"';
 }
 
 // The position of the property named `key` (written without escapes) in
-// `type`, or NO_OFFSET. Documents mostly list properties in record order,
-// so the one after the last found is tried first; otherwise the table's
-// name order is searched.
-uint32_t find_property(const TypeDesc &type, const StringToken &key, uint32_t expected) {
-    if (expected < type.field_count && name_is(type.fields[expected], key)) return expected;
+// `type`, or NO_OFFSET, by a search of the table's name order.
+uint32_t find_property(const TypeDesc &type, const StringToken &key) {
     uint32_t low = 0, high = type.field_count;
     while (low < high) {
         const uint32_t middle = (low + high) / 2;
@@ -95,12 +96,23 @@ class TextTree {
             if (open_ + 2 > MAX_DEPTH) return refuse();
             ++open_;
             for (;;) {
+                if (*p != '"') return refuse();
+                // Documents mostly list properties in record order, some of them
+                // absent: the properties after the last one found are tried first,
+                // against the text as it stands.
+                uint32_t i = expected;
+                while (i < type.field_count && !key_is(type.fields[i], p, end_)) ++i;
                 StringToken key;
-                if (*p != '"' || !scan_string(p, end_, &key) || key.escaped) return refuse();
-                p = skip_blanks(key.end);
+                if (i < type.field_count) {
+                    p += type.fields[i].name_length + 2;
+                } else {
+                    if (!scan_string(p, end_, &key) || key.escaped) return refuse();
+                    p = key.end;
+                    i = find_property(type, key);
+                }
+                p = skip_blanks(p);
                 if (*p != ':') return refuse();
                 p = skip_blanks(p + 1);
-                const uint32_t i = find_property(type, key, expected);
                 if (i == NO_OFFSET) {
                     if (!keys_.add(scope.mark, key) || (p = skip_value(p, end_, open_ + 1, keys_)) == nullptr)
                         return refuse();
@@ -162,8 +174,11 @@ class TextTree {
             chars = text;
         }
         for (uint32_t i = 0; i < allowed.count; ++i) {
+            // The texts hold no NUL, so a candidate that ends early differs there.
             const char *candidate = allowed.values[i];
-            if (std::strncmp(candidate, chars, token.length) == 0 && candidate[token.length] == '\0') return true;
+            size_t k = 0;
+            while (k < token.length && candidate[k] == chars[k]) ++k;
+            if (k == token.length && candidate[k] == '\0') return true;
         }
         return false;
     }
@@ -213,7 +228,9 @@ class TextTree {
         return true;
     }
 
-    // Counts the elements, checking each, without reading them into anything.
+    // Counts the elements without reading them into anything. A string is
+    // passed by its quotes alone: each() reads every element after this, and
+    // checks it then.
     bool array_size(Value v, size_t *size) {
         if (v == nullptr || *v != '[') return false;
         Scope scope(*this);
@@ -221,7 +238,8 @@ class TextTree {
         const char *p = skip_blanks(v + 1);
         if (*p != ']') {
             for (;;) {
-                if ((p = skip_value(p, end_, open_ + 2, keys_)) == nullptr) break;
+                p = *p == '"' ? pass_string(p, end_) : skip_value(p, end_, open_ + 2, keys_);
+                if (p == nullptr) break;
                 ++count;
                 p = skip_blanks(p);
                 if (*p == ']') {
