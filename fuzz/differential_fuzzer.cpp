@@ -1,4 +1,4 @@
-// Differential harness: the exports' fast paths (decoding through simdjson,
+// Differential harness: the exports' fast paths (the one-pass reader,
 // the direct writer) against jansson's paths, which decide every refusal.
 // Each input, up to its first NUL byte, is decoded as every root type both
 // ways at a full and a short buffer length; every accepted tree is encoded both ways,

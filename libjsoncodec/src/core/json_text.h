@@ -359,9 +359,11 @@ class KeySet {
 
 // Past the value at `p` (no blanks before it), checked to the end as
 // jansson checks it, with its depth counted from `depth` (the value's own);
-// NULL when refused. Objects' keys go into `keys` while they are open.
+// NULL when refused. Objects' keys go into `keys` while they are open, to
+// tell a repeated key; with no `keys`, repeated keys pass (for a text
+// jansson has already read).
 // Iterative: its working memory is one small entry per open container.
-inline const char *skip_value(const char *p, const char *end, uint32_t depth, KeySet &keys) {
+inline const char *skip_value(const char *p, const char *end, uint32_t depth, KeySet *keys) {
     // Per open container: the mark of its keys, with the high bit for an array.
     constexpr uint16_t ARRAY = 0x8000;
     uint16_t open[MAX_DEPTH];
@@ -382,7 +384,7 @@ inline const char *skip_value(const char *p, const char *end, uint32_t depth, Ke
                     ++p;
                     break;
                 }
-                open[level++] = static_cast<uint16_t>(keys.mark());
+                open[level++] = static_cast<uint16_t>(keys != nullptr ? keys->mark() : 0);
                 goto key;
             case '[':
                 p = skip_blanks(p + 1);
@@ -417,7 +419,7 @@ inline const char *skip_value(const char *p, const char *end, uint32_t depth, Ke
             if (*p == (in_array ? ']' : '}')) {
                 ++p;
                 --level;
-                if (!in_array) keys.release(open[level]);
+                if (!in_array && keys != nullptr) keys->release(open[level]);
                 continue;
             }
             if (*p != ',') return nullptr;
@@ -427,7 +429,8 @@ inline const char *skip_value(const char *p, const char *end, uint32_t depth, Ke
         }
     key : {
         StringToken token;
-        if (*p != '"' || !scan_string(p, end, &token) || !keys.add(open[level - 1], token)) return nullptr;
+        if (*p != '"' || !scan_string(p, end, &token) || (keys != nullptr && !keys->add(open[level - 1], token)))
+            return nullptr;
         p = skip_blanks(token.end);
         if (*p != ':') return nullptr;
         p = skip_blanks(p + 1);

@@ -37,6 +37,7 @@ bool key_is(const FieldDesc &field, const char *p, const char *end) {
     const size_t length = field.name_length;
     if (static_cast<size_t>(end - p) < length + 2) return false;
     const char *chars = p + 1;
+    if (chars[length] != '"') return false;  // most other names are of another length
     size_t i = 0;
     for (uint64_t a, b; i + 8 <= length; i += 8) {
         std::memcpy(&a, field.name + i, 8);
@@ -45,7 +46,7 @@ bool key_is(const FieldDesc &field, const char *p, const char *end) {
     }
     for (; i < length; ++i)
         if (field.name[i] != chars[i]) return false;
-    return chars[length] == '"';
+    return true;
 }
 
 // The position of the property named `key` (written without escapes) in
@@ -114,7 +115,7 @@ class TextTree {
                 if (*p != ':') return refuse();
                 p = skip_blanks(p + 1);
                 if (i == NO_OFFSET) {
-                    if (!keys_.add(scope.mark, key) || (p = skip_value(p, end_, open_ + 1, keys_)) == nullptr)
+                    if (!keys_.add(scope.mark, key) || (p = skip_value(p, end_, open_ + 1, &keys_)) == nullptr)
                         return refuse();
                 } else {
                     if ((seen >> i & 1) != 0) return refuse();  // a repeated key
@@ -153,7 +154,7 @@ class TextTree {
             if (*p != ':') break;
             p = skip_blanks(p + 1);
             if (!key.escaped && key.length == length && std::memcmp(key.chars, name, length) == 0) return p;
-            if ((p = skip_value(p, end_, open_ + 2, keys_)) == nullptr) break;
+            if ((p = skip_value(p, end_, open_ + 2, nullptr)) == nullptr) break;
             p = skip_blanks(p);
             if (*p != ',') break;
             p = skip_blanks(p + 1);
@@ -238,7 +239,7 @@ class TextTree {
         const char *p = skip_blanks(v + 1);
         if (*p != ']') {
             for (;;) {
-                p = *p == '"' ? pass_string(p, end_) : skip_value(p, end_, open_ + 2, keys_);
+                p = *p == '"' ? pass_string(p, end_) : skip_value(p, end_, open_ + 2, nullptr);
                 if (p == nullptr) break;
                 ++count;
                 p = skip_blanks(p);
