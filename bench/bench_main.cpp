@@ -1,19 +1,30 @@
 // Benchmarks of the codec against the floor jansson itself sets: parsing
-// with json_loads, serialising a copy of a parsed tree with json_dumps; and
-// against simdjson's own parse, the limit the decoder's fast path nears.
+// with json_loads, serialising a copy of a parsed tree with json_dumps.
 //
-// Before any timing the program generates the policy documents, measures
-// the peak resident memory of a decode and of json_loads in child
-// processes, checks that each document decodes (each single action to its
-// own kind, the damaged policy to a refusal) and counts the heap
-// allocations of the conversions of the 10 MB policy. The benchmarks then
-// run as repetitions in random interleaved order, so that the load of other
-// jobs falls alike on both sides of each ratio, and the reporter prints one
-// summary table from the medians.
+// The main measurement is interleaved (interleaved.h): on generated
+// policies of about 20 KB, 100 KB, 1 MB, 10 MB and 60 MB, the decode, the
+// compact encoding and the pretty one each alternate with jansson's
+// counterpart, every operation releasing what it made inside its timing
+// and every timing ending with one 4 KB request and its release, so that
+// each side pays for its own frees; likewise a single action of the last
+// kind against json_loads of its text, and a policy the schema refuses
+// against jansson's path alone. Each side's median gives MB/s, and the
+// median over the pairs of ours / jansson's the ratio.
+//
+// Before any timing the program generates the documents, measures the peak
+// resident memory of a decode and of json_loads in child processes, checks
+// that each document decodes (each single action to its own kind, the
+// damaged policy to a refusal), counts the heap allocations of the
+// conversions of the 10 MB policy, and counts what a decode of the 10 MB
+// and of the 60 MB policy takes from the heap and gives back before it
+// returns, and its largest single request. After the interleaved
+// measurements, the warm loops of Google Benchmark (results released
+// untimed) run on the 1 MB, 10 MB and 60 MB policies and the single actions
+// as repetitions in random interleaved order, a secondary table. The
+// summary ends with the targets, met or not.
 #include <benchmark/benchmark.h>
 #include <jansson.h>
 #include <malloc.h>
-#include <simdjson.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -29,6 +40,7 @@
 #include "alloc_count.h"
 #include "export_frame.h"
 #include "generator.h"
+#include "interleaved.h"
 #include "jsoncodec.h"
 #include "policy_schema.h"
 #include "summary.h"
@@ -49,19 +61,27 @@ struct PolicyCase {
     json_t *tree = nullptr;                    // parsed once, the input of deep_copy + dumps
 };
 
-// The policies, smallest first. The largest runs a fixed number of
-// iterations per repetition; the smaller ones for a minimum time.
+// The policies, smallest first. The interleaved measurement alternates at
+// least `min_timings` timings a side, and more up to INTERLEAVED_BUDGET.
+// Those in the warm loops run there either a fixed number of iterations
+// per repetition or for a minimum time.
 struct SizePlan {
     const char *label;
     size_t target;
-    int iterations;   // 0: use min_time
+    size_t min_timings;  // interleaved
+    bool warm_loop;
+    int iterations;   // warm loop: 0: use min_time
     double min_time;  // seconds
 };
 constexpr SizePlan size_plans[] = {
-    {"1MB", size_t{1} << 20, 0, 0.2},
-    {"10MB", size_t{10} << 20, 0, 0.4},
-    {"100MB", size_t{100} << 20, 1, 0},
+    {"20KB", size_t{20} << 10, 15, false, 0, 0},
+    {"100KB", size_t{100} << 10, 15, false, 0, 0},
+    {"1MB", size_t{1} << 20, 15, true, 0, 0.2},
+    {"10MB", size_t{10} << 20, 9, true, 0, 0.4},
+    {"60MB", size_t{60} << 20, 5, true, 1, 0},
 };
+constexpr double INTERLEAVED_BUDGET = 0.4;  // seconds of both sides, per size and operation
+constexpr size_t MAX_TIMINGS = 2000;
 
 std::vector<PolicyCase> policies;
 std::string refused_text;  // the 10 MB policy, its last action damaged
@@ -94,7 +114,7 @@ json_t *parse_or_abort(const std::string &text) {
     return tree;
 }
 
-// ------------------------------------------------------------ benchmarks
+// ------------------------------------------------- warm-loop benchmarks
 
 void set_bytes(benchmark::State &state, size_t bytes) {
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * static_cast<int64_t>(bytes));
@@ -111,20 +131,6 @@ void bm_loads(benchmark::State &state, const std::string *text) {
         state.PauseTiming();
         json_decref(tree);
         state.ResumeTiming();
-    }
-    set_bytes(state, text->size());
-}
-
-// A fresh parser each time, as the decoder's fast path uses one per call.
-void bm_simdjson(benchmark::State &state, const std::string *text) {
-    for (auto _ : state) {
-        simdjson::dom::parser parser;
-        simdjson::dom::element root;
-        if (parser.parse(text->data(), text->size()).get(root) != simdjson::SUCCESS) {
-            state.SkipWithError("simdjson refused a generated document");
-            break;
-        }
-        benchmark::DoNotOptimize(root);
     }
     set_bytes(state, text->size());
 }
@@ -229,11 +235,12 @@ void make_documents() {
     }
 }
 
-const PolicyCase &ten_mb() {
+const PolicyCase &policy_of(const std::string &label) {
     for (const PolicyCase &c : policies)
-        if (c.info.label == "10MB") return c;
-    fail("no 10MB policy", "");
+        if (c.info.label == label) return c;
+    fail("no policy of size", label.c_str());
 }
+const PolicyCase &ten_mb() { return policy_of("10MB"); }
 
 // The 10 MB policy with the schedule period of its last action (every
 // action has one) replaced by a text outside the enumeration, so that the
@@ -331,9 +338,8 @@ bool decode_kept(const char *text) {
     return rmqc_json_to_data_protection_policy(&policy, text, line, sizeof line) == RMQC_OK;
 }
 
-// How much one call raises the resident set, in bytes, or -1. simdjson
-// allocates with operator new, which the allocation counters do not see, so
-// resident memory is measured instead, which sees every allocator. The call
+// How much one call raises the resident set, in bytes, or -1: resident
+// memory sees every allocator and every page the call touches. The call
 // runs once in a child forked for it alone, and the child exits after it:
 //  - the child first returns to the kernel the free pages of the heap it
 //    inherits (malloc_trim), which the call could otherwise reuse without
@@ -366,7 +372,97 @@ double peak_growth(bool (*call)(const char *), const std::string &text) {
     return growth;
 }
 
-// ------------------------------------------------------------ the runs
+// ------------------------------------------------- heap taken and given back
+
+// What one decode takes from the heap and gives back before it returns.
+HeapReport count_decode_heap(const PolicyCase &c) {
+    start_counting();
+    data_protection_policy *policy = decode_or_abort(c);
+    AllocCounts counts = stop_counting();
+    rmqc_free_data_protection_policy(policy);
+    return HeapReport{c.info, counts};
+}
+
+// ---------------------------------------------------- interleaved timings
+
+// The operations of the interleaved table. Each releases what it made and
+// ends the program if it fails.
+void decode_released(const std::string &text) {
+    char line[1024];
+    data_protection_policy *policy = nullptr;
+    if (rmqc_json_to_data_protection_policy(&policy, text.c_str(), line, sizeof line) != RMQC_OK)
+        fail("a generated policy does not decode", line);
+    rmqc_free_data_protection_policy(policy);
+}
+
+void action_decode_released(const std::string &text) {
+    char line[1024];
+    action *result = nullptr;
+    if (rmqc_json_to_action(&result, text.c_str(), line, sizeof line) != RMQC_OK)
+        fail("a generated action does not decode", line);
+    rmqc_free_action(result);
+}
+
+void loads_released(const std::string &text) {
+    json_error_t error;
+    json_t *tree = json_loads(text.c_str(), JSON_REJECT_DUPLICATES, &error);
+    if (tree == nullptr) fail("json_loads refused a generated document", error.text);
+    json_decref(tree);
+}
+
+void encode_released(const data_protection_policy *policy, int32_t pretty) {
+    char line[1024];
+    char *text = nullptr;
+    if (rmqc_json_from_data_protection_policy(policy, &text, line, sizeof line, pretty) != RMQC_OK)
+        fail("a decoded policy does not encode", line);
+    std::free(text);
+}
+
+void copy_dumps_released(const json_t *tree, size_t flags) {
+    json_t *copy = json_deep_copy(tree);
+    char *text = copy != nullptr ? json_dumps(copy, flags) : nullptr;
+    json_decref(copy);
+    if (text == nullptr) fail("json_deep_copy or json_dumps failed", "");
+    std::free(text);
+}
+
+void refused_by(Decoder decoder, const std::string &text) {
+    char line[1024];
+    data_protection_policy *policy = nullptr;
+    if (decoder(&policy, text.c_str(), line, sizeof line) != RMQC_ERR_DECODE || policy != nullptr)
+        fail("the damaged policy was not refused", line);
+}
+
+// Every row of the interleaved table, in the order printed; each line of
+// progress goes to standard error.
+std::vector<PairRow> run_interleaved() {
+    std::vector<PairRow> rows;
+    auto pair = [&](Comparison comparison, const std::string &label, size_t bytes, size_t min_timings, auto ours,
+                    auto theirs) {
+        std::fprintf(stderr, "bench: interleaved %s %s...\n", comparison_slug(comparison), label.c_str());
+        PairTimings timings = interleave(ours, theirs, PairPlan{min_timings, INTERLEAVED_BUDGET, MAX_TIMINGS});
+        rows.push_back(summarise(comparison, label, bytes, timings));
+    };
+    for (size_t i = 0; i < policies.size(); ++i) {
+        const PolicyCase &c = policies[i];
+        size_t min_timings = size_plans[i].min_timings;
+        pair(Comparison::Decode, c.info.label, c.info.bytes, min_timings, [&] { decode_released(c.text); },
+             [&] { loads_released(c.text); });
+        for (int32_t pretty : {0, 1})
+            pair(pretty ? Comparison::EncodePretty : Comparison::EncodeCompact, c.info.label, c.info.bytes,
+                 min_timings, [&] { encode_released(c.policy, pretty); },
+                 [&] { copy_dumps_released(c.tree, pretty ? JANSSON_PRETTY : JANSSON_COMPACT); });
+    }
+    const std::string &last_kind = kind_actions.back();
+    pair(Comparison::ActionDecode, format("kind %d", ACTION_KINDS), last_kind.size(), 15,
+         [&] { action_decode_released(last_kind); }, [&] { loads_released(last_kind); });
+    pair(Comparison::Refused, ten_mb().info.label, refused_text.size(), 9,
+         [&] { refused_by(rmqc_json_to_data_protection_policy, refused_text); },
+         [&] { refused_by(decode_jansson, refused_text); });
+    return rows;
+}
+
+// ------------------------------------------------------------ the warm loops
 
 // Every benchmark is repeated, the repetitions of all of them shuffled,
 // and the table takes the median repetition.
@@ -387,6 +483,7 @@ void register_benchmarks() {
     for (size_t i = 0; i < policies.size(); ++i) {
         const PolicyCase *c = &policies[i];
         const SizePlan &plan = size_plans[i];
+        if (!plan.warm_loop) continue;
         auto add = [&](const std::string &name, auto &&function, auto... args) {
             benchmark::internal::Benchmark *b = benchmark::RegisterBenchmark(name.c_str(), function, args...);
             b->Unit(benchmark::kMillisecond)->ReportAggregatesOnly(true);
@@ -397,7 +494,6 @@ void register_benchmarks() {
         };
         auto name = [&](Measure measure) { return policy_bench_name(measure, c->info.label); };
         add(name(Measure::Loads), bm_loads, &c->text);
-        add(name(Measure::Simdjson), bm_simdjson, &c->text);
         add(name(Measure::Decode), bm_decode, &c->text, Decoder(rmqc_json_to_data_protection_policy), RMQC_OK);
         add(name(Measure::CopyDumps), bm_copy_dumps, c, JANSSON_COMPACT);
         add(name(Measure::Encode), bm_encode, c, int32_t{0});
@@ -421,9 +517,9 @@ int main(int argc, char **argv) {
     install_jansson_hook();
     // Repetitions in random interleaved order unless the command line says
     // otherwise (a later flag wins).
-    static char interleave[] = "--benchmark_enable_random_interleaving=true";
+    static char random_order[] = "--benchmark_enable_random_interleaving=true";
     std::vector<char *> args(argv, argv + argc);
-    args.insert(args.begin() + 1, interleave);
+    args.insert(args.begin() + 1, random_order);
     args.push_back(nullptr);
     int count = argc + 1;
     benchmark::Initialize(&count, args.data());
@@ -438,15 +534,19 @@ int main(int argc, char **argv) {
     info.peaks = PeakReport{peak_growth(loads_kept, ten_mb().text), peak_growth(decode_kept, ten_mb().text)};
     prepare_documents();
     info.allocs = count_allocations(ten_mb());
-    register_benchmarks();
+    for (const char *label : {"10MB", "60MB"}) info.heap.push_back(count_decode_heap(policy_of(label)));
+    info.pairs = run_interleaved();
 
-    for (const PolicyCase &c : policies) info.sizes.push_back(c.info);
+    register_benchmarks();
+    for (size_t i = 0; i < policies.size(); ++i)
+        if (size_plans[i].warm_loop) info.sizes.push_back(policies[i].info);
     for (const std::string &text : kind_actions) info.kind_bytes.push_back(text.size());
     SummaryReporter reporter(isatty(STDOUT_FILENO) ? benchmark::ConsoleReporter::OO_ColorTabular
                                                    : benchmark::ConsoleReporter::OO_Tabular,
                              std::move(info));
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
+    reporter.PrintSummary();
 
     for (PolicyCase &c : policies) {
         rmqc_free_data_protection_policy(c.policy);

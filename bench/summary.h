@@ -1,5 +1,6 @@
-// The names of the benchmarks, and the reporter that prints, after the
-// usual per-benchmark lines, one summary table computed from the same run.
+// The names of the warm-loop benchmarks, and the reporter that collects
+// their runs and prints, after the usual per-benchmark lines, the summary:
+// the interleaved measurements first, then the warm loops of the same run.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -10,22 +11,21 @@
 #include <vector>
 
 #include "alloc_count.h"
+#include "interleaved.h"
 
 namespace bench {
 
-// What is measured on a whole policy document, at every size.
+// What the warm loops measure on a whole policy document, at every size.
 enum class Measure {
     Loads,      // json_loads, the tree released outside the timing
-    Simdjson,   // simdjson's DOM parse, a fresh parser each time
     Decode,     // rmqc_json_to_data_protection_policy, the result released outside the timing
     CopyDumps,  // json_deep_copy + json_dumps compact of a parsed tree
     Encode,     // rmqc_json_from_data_protection_policy compact
     CopyDumpsPretty,
     EncodePretty,
 };
-constexpr Measure all_measures[] = {Measure::Loads,           Measure::Simdjson,    Measure::Decode,
-                                    Measure::CopyDumps,       Measure::Encode,      Measure::CopyDumpsPretty,
-                                    Measure::EncodePretty};
+constexpr Measure all_measures[] = {Measure::Loads,  Measure::Decode,          Measure::CopyDumps,
+                                    Measure::Encode, Measure::CopyDumpsPretty, Measure::EncodePretty};
 
 std::string policy_bench_name(Measure measure, const std::string &size_label);
 // The refused policy: the 10 MB policy with an invalid schedule period in
@@ -38,7 +38,7 @@ std::string kind_bench_name(int kind_tag, bool json_loads_only);
 
 // A policy document of the run.
 struct SizeInfo {
-    std::string label;  // "1MB", "10MB", "100MB"
+    std::string label;  // "20KB", ..., "60MB"
     std::size_t bytes;  // of its compact text
 };
 
@@ -63,12 +63,21 @@ struct PeakReport {
     double decode = -1;  // rmqc_json_to_data_protection_policy
 };
 
+// What one decode of a policy takes from the heap and gives back before
+// it returns.
+struct HeapReport {
+    SizeInfo size;
+    AllocCounts decode;  // of rmqc_json_to_data_protection_policy alone
+};
+
 // Batch size of the single-action benchmarks: decodes per iteration.
 constexpr int ACTION_BATCH = 32;
 
 // What the table needs beyond the runs themselves.
 struct RunInfo {
-    std::vector<SizeInfo> sizes;          // smallest first
+    std::vector<PairRow> pairs;           // the interleaved table, in order
+    std::vector<HeapReport> heap;         // smallest first
+    std::vector<SizeInfo> sizes;          // of the warm loops, smallest first
     std::vector<std::size_t> kind_bytes;  // text size of each single action, by tag - 1
     AllocReport allocs;                   // bytes == 0: not counted
     PeakReport peaks;
@@ -80,7 +89,9 @@ public:
     SummaryReporter(OutputOptions options, RunInfo info);
 
     void ReportRuns(const std::vector<Run> &runs) override;
-    void Finalize() override;
+    // The summary, of whatever warm loops ran; printed by the program after
+    // them, since none run when a filter matches none.
+    void PrintSummary();
 
 protected:
     // Of the aggregates of repeated benchmarks, prints the median and the
