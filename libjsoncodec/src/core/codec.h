@@ -74,6 +74,7 @@ struct TypeDesc {
     const FieldDesc *fields; // properties in record order
     uint32_t field_count;
     const uint8_t *by_name;  // positions in `fields`, in byte-wise order of the names
+    uint64_t required;       // bit i set: property i is required
 };
 
 // Pointer-sized slots (pointer fields, list links, callers' output

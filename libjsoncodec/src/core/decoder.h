@@ -11,10 +11,12 @@
 //   Value                    a cheap handle of a JSON value, or of none
 //   absent(v), is_object(v)
 //   properties(type, object, f)
-//                            f(i, value) once for each property i of the
-//                            record type, its value absent when the object
-//                            has none; stops at and returns the first nonzero
-//                            f returns, or a refusal of the source's own
+//                            f(i, value) once for each property i that the
+//                            object has, and f(i, absent) for each required
+//                            one it lacks (for an optional one it may, or
+//                            not: that does nothing); stops at and returns
+//                            the first nonzero f returns, or a refusal of the
+//                            source's own
 //   member(object, name)     one property's value, or absent
 //   is_string(v)
 //   is_one_of(v, allowed)    whether the string v is one of an enum's texts

@@ -92,7 +92,10 @@ consteval TypeDesc type_desc(const char *name, std::size_t size, uint32_t next_o
                 array_counts_are_not_in_name_order();
         }
     }
-    return TypeDesc{name, static_cast<uint32_t>(size), next_offset, fields, static_cast<uint32_t>(N), by_name};
+    uint64_t required = 0;
+    for (std::size_t i = 0; i < N; ++i)
+        if (fields[i].required) required |= uint64_t{1} << i;
+    return TypeDesc{name, static_cast<uint32_t>(size), next_offset, fields, static_cast<uint32_t>(N), by_name, required};
 }
 
 }  // namespace jsoncodec::table

@@ -38,15 +38,21 @@ bool key_is(const FieldDesc &field, const char *p, const char *end) {
     if (static_cast<size_t>(end - p) < length + 2) return false;
     const char *chars = p + 1;
     if (chars[length] != '"') return false;  // most other names are of another length
-    size_t i = 0;
-    for (uint64_t a, b; i + 8 <= length; i += 8) {
+    auto same_word = [&](size_t i) {
+        uint64_t a, b;
         std::memcpy(&a, field.name + i, 8);
         std::memcpy(&b, chars + i, 8);
-        if (a != b) return false;
+        return a == b;
+    };
+    if (length < 8) {
+        for (size_t i = 0; i < length; ++i)
+            if (field.name[i] != chars[i]) return false;
+        return true;
     }
-    for (; i < length; ++i)
-        if (field.name[i] != chars[i]) return false;
-    return true;
+    // Whole words, the last one overlapping the one before it.
+    for (size_t i = 0; i + 8 < length; i += 8)
+        if (!same_word(i)) return false;
+    return same_word(length - 8);
 }
 
 // The position of the property named `key` (written without escapes) in
@@ -131,10 +137,10 @@ class TextTree {
             }
         }
         const char *after = p + 1;
-        // The properties the object does not have, in record order.
-        for (uint32_t i = 0; i < type.field_count; ++i)
-            if ((seen >> i & 1) == 0)
-                if (int32_t status = f(i, nullptr)) return status;
+        // The required properties the object does not have, in record order
+        // (an absent optional one needs nothing).
+        for (uint64_t missing = type.required & ~seen; missing != 0; missing &= missing - 1)
+            if (int32_t status = f(static_cast<uint32_t>(__builtin_ctzll(missing)), nullptr)) return status;
         next_ = after;
         return RMQC_OK;
     }
