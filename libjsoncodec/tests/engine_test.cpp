@@ -275,6 +275,47 @@ TEST(EngineCheck, EveryFaultWithItsPointerAndHint) {
     }
 }
 
+// Asked for, the properties no record type knows come after the faults, as
+// warnings at their keys with the nearest property name: in every record
+// decoded, a failed list element's included, and in a union the member that
+// decoded; a union that matched nothing has no member to ask.
+TEST(EngineCheck, UnknownPropertiesAreWarnedOfWithTheNearestName) {
+    struct Log final : FaultLog {
+        Log() : FaultLog(true) { unknown_properties = true; }
+        void add(const Fault &f) override {
+            if (!f.unknown_property) {
+                seen.push_back("fault " + std::string(f.pointer));
+                return;
+            }
+            EXPECT_EQ(f.status, 0);
+            seen.push_back(std::string(f.line) + " @" + f.pointer + (f.hint ? std::string(" ") + f.hint : ""));
+        }
+        std::vector<std::string> seen;
+    };
+    const struct {
+        const TypeDesc &type;
+        std::string json;
+        std::vector<std::string> seen;
+    } rows[] = {
+        {sample_desc,
+         R"({"title":"t","Title":1,"amount":1,"core":{"mode":"week","flgs":true},"items":[{"label":"a","wieght":2},{"lable":"b"}],"x/~":0})",
+         {"fault /items/1/label", "<sample>: property 'Title' is not part of 'sample' and is ignored @/Title title",
+          "<sample>: property 'x/~' is not part of 'sample' and is ignored @/x~1~0",
+          "<sample>.core: property 'flgs' is not part of 'inner' and is ignored @/core/flgs flag",
+          "<sample>.items[0]: property 'wieght' is not part of 'item' and is ignored @/items/0/wieght weight",
+          "<sample>.items[1]: property 'lable' is not part of 'item' and is ignored @/items/1/lable label"}},
+        {holder_desc, R"({"pick":{"u":{"w":"a","z":1,"xyzzy":"b"}}})",
+         {"<holder>.pick.u: property 'xyzzy' is not part of 'beta' and is ignored @/pick/u/xyzzy"}},
+        {holder_desc, R"({"pick":{"u":{"w":"a","q":"b"}}})", {"fault /pick/u/z"}},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.json);
+        Log log;
+        check_frame(row.type, row.json.c_str(), log);
+        EXPECT_EQ(log.seen, row.seen);
+    }
+}
+
 JC_ENUM_VALUES(near_enum, "abce", "abcde", "abxy");
 
 TEST(EngineCheck, TheHintIsTheNearestAllowedText) {

@@ -115,6 +115,10 @@ int32_t decode_document(const TypeDesc &type, void *out, const char *json, char 
 
     int32_t status = decode_record(type, document, out, nullptr, 0, errbuf, errlen, &root, &match_count,
                                    UnionTrials::Fast, log);
+    if (log != nullptr && log->unknown_properties) {
+        path_node record = root_node(type.name);
+        if (void *decoded = load_pointer(out)) report_unknown_properties(type, decoded, document, &record, *log);
+    }
     if (status != RMQC_OK) {
         if (void *partial = load_pointer(out)) {
             release_record(type, partial);

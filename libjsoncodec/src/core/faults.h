@@ -24,6 +24,10 @@ struct Fault {
     const char *hint;     // an allowed text within two edits (or a change of case) of the refused one, or NULL
     int32_t parse_line;   // a text that does not parse: the place jansson names (else 0 and 0)
     int32_t parse_column;
+    // Not a fault but a warning (status 0): the property the pointer names is
+    // not part of its record's type, which ignores it. The place is its key;
+    // the hint, a property of the type within two edits.
+    bool unknown_property = false;
 };
 
 // Receives the faults of a walk, in the order the walk meets them. The
@@ -36,6 +40,10 @@ class FaultLog {
     // the first, exactly as the exports do. add() may clear it to stop the
     // walk at the fault it is given.
     bool every_fault;
+    // Whether the properties that no record type knows are reported too, as
+    // warnings, after the walk's faults: those of every record the walk
+    // decoded, in a union the member that decoded.
+    bool unknown_properties = false;
 
   protected:
     ~FaultLog() = default;
@@ -56,7 +64,19 @@ int32_t check_frame(const TypeDesc &type, const char *json, FaultLog &log);
 struct Suggestion {
     const char *best = nullptr;
     uint32_t distance = 3;
-    void consider(const EnumDesc &allowed, const char *text);
+    void consider(const char *candidate, const char *text);
+    void consider(const EnumDesc &allowed, const char *text) {
+        for (uint32_t k = 0; k < allowed.count; ++k) consider(allowed.values[k], text);
+    }
 };
+
+// The line of an unknown property's warning, after the record's path.
+inline constexpr const char *UNKNOWN_PROPERTY = "property '%s' is not part of '%s' and is ignored";
+
+// Reports to `log` each property of the JSON object `object` that `type`
+// does not know, and so on down every record the walk decoded into
+// `record` (a union's tag says which member), `path` naming the record.
+void report_unknown_properties(const TypeDesc &type, const void *record, const json_t *object, path_node *path,
+                               FaultLog &log);
 
 }  // namespace jsoncodec
