@@ -542,7 +542,7 @@ int main(int argc, char **argv) {
     ColourChoice colour = ColourChoice::automatic;
     bool json = false, format_given = false, max_faults_given = false;
     opterr = 0;  // the messages are the tool's own
-    for (int code; (code = getopt_long(count, args, ":i", long_options, nullptr)) != -1;) {
+    for (int code; (code = getopt_long(count, args, ":hi", long_options, nullptr)) != -1;) {
         const char *arg = args[optind - 1];  // the option, or the value after it
         if (code == '?' || code == ':') return refused_option(optopt, arg);
         if (code == VERSION) return usage_error("--version takes no other argument");
@@ -598,7 +598,10 @@ int main(int argc, char **argv) {
             run.destination = wanted;
             break;
         }
-        default:  // -h and --help were answered before
+        case 'h':  // within a cluster of short options: alone, it was answered before
+            print_help(stdout);
+            return finish_output();
+        default:
             return refused_option(code, arg);
         }
     }
