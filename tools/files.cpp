@@ -104,7 +104,8 @@ int read_all(int fd, Input &in) {
 
 bool open_rewritable(const char *path, Rewritable &file) {
     const std::unique_ptr<char, decltype(&std::free)> target(realpath(path, nullptr), &std::free);
-    // Not blocking: a FIFO is refused, not waited on.
+    // Not blocking: a FIFO is refused, not waited on. The flag does not
+    // change how a regular file is read.
     file.fd = target != nullptr ? open(target.get(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC) : -1;
     if (file.fd < 0 || fstat(file.fd, &file.status) != 0) {
         fprintf(stderr, "jsoncodec: cannot open '%s': %s\n", printable(path).c_str(), strerror(errno));
@@ -122,7 +123,6 @@ bool open_rewritable(const char *path, Rewritable &file) {
         snprintf(why, sizeof why, "you may not write it (%s)", strerror(errno));
         refuse(path, why);
     } else {
-        fcntl(file.fd, F_SETFL, fcntl(file.fd, F_GETFL) & ~O_NONBLOCK);
         return true;
     }
     return false;

@@ -492,7 +492,9 @@ int refused_option(int code, const char *argument) {
         const std::string_view typed = std::string_view(argument).substr(0, std::strcspn(argument, "="));
         int starts = 0;
         for (const option &known : long_options)
-            if (known.name != nullptr && typed.size() > 2 && std::string_view(known.name).substr(0, typed.size() - 2) == typed.substr(2)) ++starts;
+            if (known.name != nullptr && typed.size() > 2 &&
+                std::string_view(known.name).substr(0, typed.size() - 2) == typed.substr(2))
+                ++starts;
         return usage_error(starts > 1 ? "ambiguous option" : "unknown option", argument);
     }
     default:

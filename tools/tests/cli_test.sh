@@ -309,11 +309,11 @@ verdict "the text report of 200,000 faults on one line costs about what the JSON
 # A file name cannot steer the terminal; the caret is placed by display
 # width (two columns for each CJK character, none for a combining accent)
 # while the column counts characters.
-esc="$work/$(printf 'esc\033[2J.json')"
+esc="$work/$(printf 'esc\033[2J\177.json')"
 printf '{"ruleName": "\345\220\215\345\211\215 e\314\201", "ruleItem_Definitions": 5}\n' >"$esc"
 LC_ALL=C.UTF-8 run 1 check "$esc" && ! grep -q "$(printf '\033')" "$work/err" &&
-    has err "$work/esc?[2J.json:1:47: error: " "       | $(printf '%47s')^" &&
-    run 2 check "$esc.missing" && has err "cannot open '$work/esc?[2J.json.missing'"
+    has err "$work/esc?[2J?.json:1:47: error: " "       | $(printf '%47s')^" &&
+    run 2 check "$esc.missing" && has err "cannot open '$work/esc?[2J?.json.missing'"
 verdict "control characters in file names are shown as '?'; the caret sits under its character by display width"
 
 echo "$passed passed, $failed failed"
