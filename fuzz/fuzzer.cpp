@@ -26,6 +26,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "checker.h"
 #include "jsoncodec.h"
@@ -136,19 +137,21 @@ void round_trip(const char *input, const Root *tree) {
 }
 
 void check_faults(const std::string &input, const Call &full) {
-    const char *text = input.c_str();
-    const size_t length = std::strlen(text);
+    const std::string text = input.c_str();  // up to the first NUL, as the export reads it
     std::string line = full.line;
     if (!line.empty() && line.back() == '\n') line.pop_back();
-    for (int every : {0, 1}) {
-        checker_faults faults;
-        const int result = checker_run(FUZZ_TEXT(JSONCODEC_FUZZ_ROOT), text, every, 0, &faults);
-        require(result == (full.status == RMQC_OK ? 0 : 1), "the checker and the export disagree", line);
-        require(every != 0 || faults.count == (result != 0 ? 1u : 0u), "--first gives other than one fault", line);
-        bool has_export_fault = result == 0;
-        for (size_t i = 0; i < faults.count; ++i) {
-            const checker_fault &fault = faults.items[i];
-            require(fault.offset <= length && (i == 0 || faults.items[i - 1].offset <= fault.offset),
+    for (bool every : {false, true}) {
+        tool::Checked checked;
+        const tool::Verdict verdict = tool::check_document(FUZZ_TEXT(JSONCODEC_FUZZ_ROOT), text, every, 0, checked);
+        const bool refused = verdict == tool::Verdict::refused;
+        require(verdict != tool::Verdict::out_of_memory && refused == (full.status != RMQC_OK),
+                "the checker and the export disagree", line);
+        const std::vector<tool::Fault> &faults = checked.faults;
+        require(every || faults.size() == (refused ? 1u : 0u), "--first gives other than one fault", line);
+        bool has_export_fault = !refused;
+        for (size_t i = 0; i < faults.size(); ++i) {
+            const tool::Fault &fault = faults[i];
+            require(fault.offset <= text.size() && (i == 0 || faults[i - 1].offset <= fault.offset),
                     "a fault is placed outside the text or out of order", fault.message);
             size_t at_line = 1, at_column = 1;
             for (size_t at = 0; at < fault.offset; ++at) {
@@ -164,7 +167,6 @@ void check_faults(const std::string &input, const Call &full) {
             has_export_fault = has_export_fault || line == fault.message;
         }
         require(has_export_fault, "the export's fault is not among the checker's", line);
-        checker_release(&faults);
     }
 }
 

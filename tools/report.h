@@ -1,34 +1,45 @@
-/*
- * How the tool shows the faults of a document: as a compiler does, one
- * "FILE:LINE:COLUMN: error: ..." line with the source line and a caret under
- * the place, or as objects of one JSON array for programs (report.c).
- */
-#ifndef JSONCODEC_TOOL_REPORT_H
-#define JSONCODEC_TOOL_REPORT_H
+// How the tool shows the faults of a document: as a compiler does, one
+// "FILE:LINE:COLUMN: error: ..." line with the source line and a caret under
+// the place, or as objects of one JSON array for programs.
+#pragma once
 
-#include <stdio.h>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include <jansson.h>
 
-#include "checker.h"
+#include "fault.h"
 
-enum colour_choice { COLOUR_AUTO, COLOUR_ALWAYS, COLOUR_NEVER };
+namespace tool {
 
-/* Whether text written to `stream` is coloured: always, never, or (auto)
- * when it is a terminal, NO_COLOR is unset or empty and TERM is not
- * "dumb". */
-int use_colour(enum colour_choice choice, FILE *stream);
+enum class ColourChoice { automatic, always, never };
 
-/* Prints each fault of the document `text`, read from `label`, to `to`:
- *   LABEL:LINE:COLUMN: error: MESSAGE
- *    LINE | the source line
- *         |     ^
- *   LABEL:LINE:COLUMN: note: did you mean 'HINT'?   (when there is a hint) */
-void print_faults(FILE *to, const char *label, const char *text, const struct checker_faults *faults, int colour);
+// Whether text written to `stream` is coloured: always, never, or
+// (automatic) when it is a terminal, NO_COLOR is unset or empty and TERM is
+// not "dumb".
+bool use_colour(ColourChoice choice, FILE *stream);
 
-/* Appends each fault to `array` as an object with the members file, line,
- * column, path, status, message and, when there is one, hint. Returns 0,
- * or -1 when memory ran out. */
-int append_faults(json_t *array, const char *label, const struct checker_faults *faults);
+// `name` with each control character shown as '?', so that a file name
+// cannot steer the terminal.
+std::string printable(std::string_view name);
 
-#endif
+// Prints each fault of the document `text`, read from `label`, to `to`:
+//   LABEL:LINE:COLUMN: error: MESSAGE
+//    LINE | the source line
+//         |     ^
+//   LABEL:LINE:COLUMN: note: did you mean 'HINT'?   (when there is a hint)
+//   LABEL:LINE:COLUMN: note: NOTE                   (when there is a note)
+// The faults are in the order of their places; their source lines are found
+// in one pass over the text. The caret goes under its character by display
+// width under the locale of LC_CTYPE.
+void print_faults(FILE *to, std::string_view label, std::string_view text, const std::vector<Fault> &faults,
+                  bool colour);
+
+// Appends each fault to `array` as an object with the members file, line,
+// column, path, status, message and, when there is one, hint. Returns
+// false when memory ran out.
+bool append_faults(json_t *array, const std::string &label, const std::vector<Fault> &faults);
+
+}  // namespace tool

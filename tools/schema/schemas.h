@@ -8,6 +8,10 @@
 
 #include <stddef.h>
 
+#ifdef __cplusplus
+extern "C" {
+#endif
+
 struct jsoncodec_schema {
     const char *type; /* the root type's name, as --type takes it */
     const char *text; /* the schema, pretty-printed, ending in a newline */
@@ -15,5 +19,9 @@ struct jsoncodec_schema {
 
 extern const struct jsoncodec_schema jsoncodec_schemas[];
 extern const size_t jsoncodec_schema_count;
+
+#ifdef __cplusplus
+}
+#endif
 
 #endif

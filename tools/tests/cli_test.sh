@@ -134,7 +134,9 @@ verdict "a document without exactly one name property needs --type"
 bad=0
 for args in "" "verify" "check --type" "check --type nosuchtype" "check --type rule --type rule" \
     "format --type rule a.json b.json" "check - -" "check --compact" "check --pretty" \
-    "schema" "schema rule rule" "schema nosuchtype" "schema --type rule" "check --max-faults=-1"; do
+    "schema" "schema rule rule" "schema nosuchtype" "schema --type rule" "check --max-faults=-1" \
+    "check --first --max-faults=3" "--version extra" "schema rule --version" "check --first=1" "check --co" \
+    "format --check --in-place"; do
     # shellcheck disable=SC2086 # the words are the arguments
     run 2 $args && empty out && has err "usage: jsoncodec" || { echo "  arguments: $args"; bad=1; }
 done
@@ -144,13 +146,14 @@ verdict "bad usage prints the synopsis on stderr and exits 2"
 run 0 --help && empty err && has out "usage: jsoncodec check  [--type TYPE] [--first | --max-faults=N]" "jsoncodec schema TYPE" \
     "--compact" "ruleName      rule" "item_definition has no name property" "2  bad usage" &&
     cp "$work/out" "$work/help" && run 0 format --type rule -h && cmp -s "$work/help" "$work/out" &&
-    run 0 schema rule --version && empty err && lines out 1 && grep -q -x 'jsoncodec [0-9][0-9]*\.[0-9][0-9]*\.[0-9][0-9]*' "$work/out"
-verdict "--help and --version print on stdout, whatever the other arguments"
+    run 0 --version && empty err && lines out 1 && grep -q -x 'jsoncodec [0-9][0-9]*\.[0-9][0-9]*\.[0-9][0-9]*' "$work/out"
+verdict "--help prints on stdout whatever the other arguments; --version alone"
 
 "$tool" format "$ex/rule.json" >/dev/full 2>"$work/err"
 [ $? -eq 2 ] && has err "jsoncodec: cannot write standard output: " &&
-    { "$tool" schema rule >/dev/full 2>/dev/null; [ $? -eq 2 ]; }
-verdict "a failed write of standard output exits 2"
+    { "$tool" schema rule >/dev/full 2>/dev/null; [ $? -eq 2 ]; } &&
+    { "$tool" check "$ex/rule-faulty.json" 2>/dev/full; [ $? -eq 2 ]; }
+verdict "a failed write of standard output or of the faults on standard error exits 2"
 
 # The examples are kept in the tool's own pretty layout; the compact form of
 # the policy (every action kind and backup subtype) is one line and formats
@@ -191,6 +194,127 @@ run 1 format --check "$work/flat.json" "$work/canonical.json" && is out "$work/f
     run 0 format --check "$work/flat.json" "$work/canonical.json" && empty out && [ "$(ls "$work" | grep -c jsoncodec-)" -eq 0 ] &&
     run 2 format -i - && run 2 format -i --check "$work/flat.json"
 verdict "format -i rewrites in place and leaves a refused file alone; --check lists what -i would change"
+
+# A NUL byte refuses the text at its place: nothing after it is read, so
+# /dev/zero stops at its first byte, and nothing is rewritten.
+printf '{"ruleName": "r"}\n\0{"ruleName": 5}\n' >"$work/nul.json" && cp "$work/nul.json" "$work/nul-kept.json"
+run 1 check "$work/nul.json" && has err "$work/nul.json:2:1: error: the text holds a NUL byte" &&
+    run 1 format --check "$work/nul.json" && empty out && run 1 format -i "$work/nul.json" &&
+    cmp -s "$work/nul.json" "$work/nul-kept.json" && run 1 check --format=json "$work/nul.json" &&
+    has out '"line": 2,' '"message": "the text holds a NUL byte"'
+verdict "a NUL byte refuses the text at its place in check, format --check and format -i, which rewrites nothing"
+
+timeout 20 "$tool" check /dev/zero 2>"$work/err" && false
+[ $? -eq 1 ] && is err "/dev/zero:1:1: error: the text holds a NUL byte
+     1 | 
+       | ^" && { timeout 20 "$tool" check </dev/zero 2>"$work/err"; [ $? -eq 1 ]; } &&
+    has err "(standard input):1:1: error: the text holds a NUL byte"
+verdict "/dev/zero, named or as standard input, is refused at its first byte"
+
+# Parse failures whose line is cryptic get a plain note; the line stays.
+printf '\357\273\277{"ruleName": "r"}\n' >"$work/bom.json"
+printf '{"ruleName": "a\\u0000b"}\n' >"$work/u0.json"
+: >"$work/empty.json"
+printf ' \n\t\n' >"$work/blank.json"
+run 1 check --type rule "$work/bom.json" "$work/u0.json" "$work/empty.json" "$work/blank.json" &&
+    grep ': note: ' "$work/err" >"$work/notes" && printf '%s\n' \
+        "$work/bom.json:1:1: note: the text starts with a byte-order mark (U+FEFF), which JSON does not allow: save the file without it" \
+        "$work/u0.json:1:23: note: a text here holds \\u0000 (the character U+0000), which no text may hold" \
+        "$work/empty.json:1:1: note: the input is empty: a document is one JSON object" \
+        "$work/blank.json:3:1: note: the input holds only blanks: a document is one JSON object" | cmp -s - "$work/notes" &&
+    has err "$work/u0.json:1:23: error: <rule>: JSON decode error. JSON parsing error: \\u0000 is not allowed" &&
+    run 2 check "$work/bom.json" && has err "$work/bom.json:1:1: note: the text starts with a byte-order mark"
+verdict "a byte-order mark, \\u0000 in a text, empty and blank input get a note after the library's line"
+
+# format -i replaces a file only where a new file can take its place whole.
+mkdir "$work/in"
+printf '%s\n' '{"ruleName":"r"}' >"$work/in/linked.json" && ln "$work/in/linked.json" "$work/in/link2.json"
+run 2 format -i "$work/in/linked.json" && has err "cannot rewrite '$work/in/linked.json': it has 2 hard links" &&
+    is in/link2.json '{"ruleName":"r"}' && [ "$(stat -c %h "$work/in/linked.json")" -eq 2 ]
+verdict "format -i leaves a file with a second hard link untouched, exit 2"
+
+mkfifo "$work/in/fifo.json"
+timeout 20 "$tool" format -i "$work/in/fifo.json" 2>"$work/err"
+[ $? -eq 2 ] && has err "cannot rewrite '$work/in/fifo.json': it is not a regular file" && [ -p "$work/in/fifo.json" ]
+verdict "format -i leaves a FIFO a FIFO, unread, exit 2"
+
+# Root has its files' modes disregarded: the ordinary user is nobody then.
+as_user=
+if [ "$(id -u)" -eq 0 ]; then
+    as_user="setpriv --reuid=nobody --regid=nogroup --clear-groups" && chmod 755 "$work" && chmod 777 "$work/in"
+fi
+printf '%s\n' '{"ruleName":"r"}' >"$work/in/readonly.json" && chmod 444 "$work/in/readonly.json"
+[ -z "$as_user" ] || chown nobody "$work/in/readonly.json"
+$as_user "$tool" format -i "$work/in/readonly.json" 2>"$work/err"
+[ $? -eq 2 ] && has err "cannot rewrite '$work/in/readonly.json': you may not write it" && is in/readonly.json '{"ruleName":"r"}'
+verdict "format -i leaves a file its user may not write untouched, exit 2"
+
+if [ -n "$as_user" ]; then
+    printf '%s\n' '{"ruleName":"r"}' >"$work/in/owned.json" && chown nobody:nogroup "$work/in/owned.json" &&
+        chmod 640 "$work/in/owned.json" && run 0 format -i "$work/in/owned.json" &&
+        [ "$(stat -c '%U:%G %a' "$work/in/owned.json")" = "nobody:nogroup 640" ] && run 0 format --check "$work/in/owned.json"
+    verdict "format -i gives the new file the old one's owner, group and mode"
+    printf '%s\n' '{"ruleName":"r"}' >"$work/in/others.json" && chmod 666 "$work/in/others.json"
+    $as_user "$tool" format -i "$work/in/others.json" 2>"$work/err"
+    [ $? -eq 2 ] && has err "cannot rewrite '$work/in/others.json': its owner and group (0:0) cannot be given" &&
+        is in/others.json '{"ruleName":"r"}' && [ "$(ls -A "$work/in" | grep -c jsoncodec-)" -eq 0 ]
+    verdict "format -i leaves a file whose owner it cannot keep untouched, with the reason"
+else
+    echo "skip: format -i keeping another user's file (needs root)"
+fi
+
+# A signal during format -i removes the new file before the tool ends with
+# the signal's status; the file holds its old text or its new one, whole.
+mkdir "$work/sig"
+awk 'BEGIN { printf "{\"ruleName\":\"big\",\"ruleItem_Definitions\":["
+    for (i = 0; i < 200000; i++) printf "%s{\"item_definitionValue\":\"value-%d\"}", (i ? "," : ""), i
+    printf "]}\n" }' >"$work/sig/old"
+"$tool" format "$work/sig/old" >"$work/sig/new"
+bad=0
+for signal in INT:130 TERM:143 HUP:129; do
+    tries=0
+    while :; do  # until the signal arrives while the new file is there
+        cp "$work/sig/old" "$work/sig/doc.json"
+        env --default-signal=INT "$tool" format -i "$work/sig/doc.json" 2>/dev/null &
+        pid=$! seen= state=R
+        while [ -z "$seen" ] && [ "$state" != Z ] && read -r _ _ state _ <"/proc/$pid/stat"; do
+            for f in "$work/sig"/.jsoncodec-*; do [ -e "$f" ] && seen=1; done
+        done
+        kill -s "${signal%:*}" $pid 2>/dev/null
+        wait $pid 2>/dev/null
+        status=$?
+        [ -z "$seen" ] && [ $((tries += 1)) -lt 5 ] || break
+    done
+    [ -n "$seen" ] && [ $status -eq "${signal#*:}" ] && [ "$(ls -A "$work/sig" | grep -c jsoncodec-)" -eq 0 ] &&
+        { cmp -s "$work/sig/doc.json" "$work/sig/old" || cmp -s "$work/sig/doc.json" "$work/sig/new"; } ||
+        { echo "  SIG${signal%:*}: exit status $status, new file seen: ${seen:-no}"; bad=1; }
+done
+[ $bad -eq 0 ]
+verdict "SIGINT, SIGTERM and SIGHUP during format -i remove its new file and end it with the signal's status"
+
+# 200,000 faults on one 5 MB line: each fault's source line is found by
+# going on from the one before, so text costs about what JSON does (one
+# scan of the line per fault would take minutes).
+awk 'BEGIN { printf "{\"ruleName\":\"many\",\"ruleItem_Definitions\":["
+    for (i = 0; i < 200000; i++) printf "%s{\"item_definitionType\":1}", (i ? "," : "")
+    printf "]}\n" }' >"$work/many.json"
+start=$(date +%s%N)
+run 1 check --max-faults=0 --format=json "$work/many.json"
+json_ms=$((($(date +%s%N) - start) / 1000000)) start=$(date +%s%N)
+run 1 check --max-faults=0 "$work/many.json" && [ "$(grep -c ': error: ' "$work/err")" -eq 200000 ] &&
+    text_ms=$((($(date +%s%N) - start) / 1000000)) && echo "  200000 faults: text ${text_ms} ms, JSON ${json_ms} ms" &&
+    [ $text_ms -le $((2 * json_ms + 1000)) ]
+verdict "the text report of 200,000 faults on one line costs about what the JSON one does"
+
+# A file name cannot steer the terminal; the caret is placed by display
+# width (two columns for each CJK character, none for a combining accent)
+# while the column counts characters.
+esc="$work/$(printf 'esc\033[2J\177.json')"
+printf '{"ruleName": "\345\220\215\345\211\215 e\314\201", "ruleItem_Definitions": 5}\n' >"$esc"
+LC_ALL=C.UTF-8 run 1 check "$esc" && ! grep -q "$(printf '\033')" "$work/err" &&
+    has err "$work/esc?[2J?.json:1:47: error: " "       | $(printf '%47s')^" &&
+    run 2 check "$esc.missing" && has err "cannot open '$work/esc?[2J?.json.missing'"
+verdict "control characters in file names are shown as '?'; the caret sits under its character by display width"
 
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]
