@@ -6,11 +6,11 @@ set -euo pipefail
 repo_root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$repo_root" || exit 1
 
-# What building and testing need: compilers, cmake, jansson, simdjson, GoogleTest,
+# What building and testing need: compilers, cmake, jansson, GoogleTest,
 # nm for inspecting the exported symbols, and python3-jsonschema, the
 # independent validator the tests check the generated JSON Schemas with.
 # shellcheck disable=SC2034 # used by the scripts that source this file
-JSONCODEC_PACKAGES=(libjansson-dev libsimdjson-dev pkg-config cmake g++ make libgtest-dev binutils python3-jsonschema)
+JSONCODEC_PACKAGES=(libjansson-dev pkg-config cmake g++ make libgtest-dev binutils python3-jsonschema)
 # What fuzzing adds: clang 14 with its libFuzzer and sanitizer runtimes, and
 # llvm-symbolizer for readable stack traces.
 # shellcheck disable=SC2034 # used by scripts/fuzz

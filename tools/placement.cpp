@@ -1,30 +1,25 @@
 // Places the faults of the checking walk in the document's text.
 //
-// The walk names each fault's value by a JSON Pointer; simdjson's on-demand
-// parser follows all the pointers in one pass through the text and gives the
-// place where each value starts. jansson has accepted the text before any
-// schema fault is reported, so the text is well-formed JSON without repeated
-// keys; keys are compared unescaped, as jansson compares them. Where simdjson
-// cannot follow a pointer to its end, the deepest value it reached is the
-// place.
+// The walk names each fault's value by a JSON Pointer. The library's own
+// reading of the text (json_text.h, the steps of its one-pass reader)
+// follows all the pointers in one pass through the text and gives the
+// place where each value, and each key, starts. jansson has accepted the
+// text before any schema fault is reported, so the text is well-formed
+// JSON; keys are compared unescaped, as jansson compares them. Where the
+// reading cannot follow a pointer to its end, the deepest value it reached
+// is the place.
 #include "placement.h"
-
-#include <simdjson.h>
 
 #include <algorithm>
 #include <map>
 #include <string>
 
+#include "json_text.h"
+
 namespace tool {
 namespace {
 
-namespace ondemand = simdjson::ondemand;
-
-// Deeper than jansson nests (2048), so that simdjson follows any pointer
-// into a text jansson parsed.
-constexpr size_t MAX_DEPTH = 4096;
-
-bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+using namespace jsoncodec::json_text;
 
 // The pointer's segments, unescaped ("~1" is '/', "~0" is '~').
 std::vector<std::string> segments_of(const std::string &pointer) {
@@ -47,41 +42,52 @@ std::vector<std::string> segments_of(const std::string &pointer) {
 }
 
 // The values the faults name, as a tree of their pointers' segments; each
-// is given the place where its value starts when the walk finds it.
+// is given the place where its value starts, and where its key starts when
+// it is an object's member, when the reading finds it.
 struct Target {
     std::map<std::string, Target, std::less<>> children;
     Target *parent = nullptr;
     const char *place = nullptr;
+    const char *key = nullptr;
 };
 
-// Notes where `value` starts, then walks on into the members or elements the
-// targets below name: once through the text, skipping everything else.
-// simdjson stopping leaves the rest unplaced.
-void visit(ondemand::value value, Target &target) {
-    target.place = value.raw_json_token().data();
-    ondemand::json_type type;
-    if (target.children.empty() || value.type().get(type) != simdjson::SUCCESS) return;
-    if (type == ondemand::json_type::object) {
-        ondemand::object object;
-        if (value.get_object().get(object) != simdjson::SUCCESS) return;
-        for (auto field : object) {
-            std::string_view key;
-            ondemand::value member;
-            if (field.unescaped_key().get(key) != simdjson::SUCCESS || field.value().get(member) != simdjson::SUCCESS)
-                return;
-            auto found = target.children.find(key);
-            if (found != target.children.end()) visit(member, found->second);
+// Notes where the value at `p` starts (at `depth`, as jansson counts), then
+// walks on into the members or elements the targets below name, once
+// through the text, skipping everything else. Returns the position past
+// the value, or NULL where the reading stops, which leaves the rest
+// unplaced.
+const char *visit(const char *p, const char *end, uint32_t depth, Target &target) {
+    target.place = p;
+    if (target.children.empty() || (*p != '{' && *p != '[')) return skip_value(p, end, depth, nullptr);
+    const bool object = *p == '{';
+    p = skip_blanks(p + 1);
+    if (*p == (object ? '}' : ']')) return p + 1;
+    for (size_t index = 0;; ++index) {
+        std::string name;
+        const char *key = p;
+        if (object) {
+            StringToken token;
+            if (*p != '"' || !scan_string(p, end, &token)) return nullptr;
+            name.resize(token.length);
+            unescape(token, name.data());
+            p = skip_blanks(token.end);
+            if (*p != ':') return nullptr;
+            p = skip_blanks(p + 1);
+        } else {
+            name = std::to_string(index);
         }
-    } else if (type == ondemand::json_type::array) {
-        ondemand::array array;
-        if (value.get_array().get(array) != simdjson::SUCCESS) return;
-        size_t index = 0;
-        for (auto element : array) {
-            ondemand::value item;
-            if (element.get(item) != simdjson::SUCCESS) return;
-            auto found = target.children.find(std::to_string(index++));
-            if (found != target.children.end()) visit(item, found->second);
+        auto found = target.children.find(name);
+        if (found != target.children.end()) {
+            if (object) found->second.key = key;
+            p = visit(p, end, depth + 1, found->second);
+        } else {
+            p = skip_value(p, end, depth + 1, nullptr);
         }
+        if (p == nullptr) return nullptr;
+        p = skip_blanks(p);
+        if (*p == (object ? '}' : ']')) return p + 1;
+        if (*p != ',') return nullptr;
+        p = skip_blanks(p + 1);
     }
 }
 
@@ -103,8 +109,8 @@ size_t offset_of(std::string_view text, int32_t line, int32_t column) {
 
 // Places every fault, sorts them by place (faults at one place keep the
 // walk's order) and gives each its line and column in one sweep. A fault
-// whose value simdjson did not reach is placed at the deepest value on its
-// pointer that it did.
+// whose value the reading did not reach is placed at the deepest value on
+// its pointer that it did.
 void place_faults(std::string_view text, std::vector<Fault> &faults) {
     const size_t length = text.size();
     Target root;
@@ -119,23 +125,22 @@ void place_faults(std::string_view text, std::vector<Fault> &faults) {
         }
         targets.push_back(target);
     }
-    simdjson::padded_string padded(text.data(), length);
-    ondemand::parser parser;
-    ondemand::document document;
-    ondemand::value value;
-    if (parser.allocate(length, MAX_DEPTH) == simdjson::SUCCESS &&
-        parser.iterate(padded).get(document) == simdjson::SUCCESS && document.get_value().get(value) == simdjson::SUCCESS)
-        visit(value, root);
-    size_t start = 0;  // the whole document: its first character
-    while (start < length && is_blank(text[start])) ++start;
+    // The text is a std::string's, so a NUL follows it, as the reading needs.
+    const char *begin = text.data();
+    const char *start = skip_blanks(begin);  // the whole document: its first character
+    if (start < begin + length) visit(start, begin + length, 1, root);
     for (size_t i = 0; i < faults.size(); ++i) {
         if (faults[i].parse_line != 0) {
             faults[i].offset = offset_of(text, faults[i].parse_line, faults[i].parse_column);
             continue;
         }
         const Target *target = targets[i];
-        while (target != nullptr && target->place == nullptr) target = target->parent;
-        faults[i].offset = target != nullptr ? static_cast<size_t>(target->place - padded.data()) : start;
+        const char *place = faults[i].at_key && target->key != nullptr ? target->key : nullptr;
+        while (place == nullptr && target != nullptr) {
+            place = target->place;
+            target = target->parent;
+        }
+        faults[i].offset = static_cast<size_t>((place != nullptr ? place : start) - begin);
     }
     std::stable_sort(faults.begin(), faults.end(), [](const Fault &a, const Fault &b) { return a.offset < b.offset; });
     size_t at = 0, line = 1, column = 1;
