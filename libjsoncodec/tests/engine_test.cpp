@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "codec.h"
+#include "export_frame.h"
 #include "faults.h"
 #include "table.h"
 
@@ -369,6 +370,35 @@ struct HandBuilt {
         s.tags_array_sz = 2;
     }
 };
+
+// A list that loops back on itself is refused as soon as the loop closes,
+// with the line its ten-millionth element would give, in the text and in
+// jansson's tree alike; a list of more than ten million distinct elements
+// at the cap (the text alone: the tree would take gigabytes).
+TEST(EngineEncode, ListsPastTheCapAndListsThatLoopAreRefused) {
+    const std::string line =
+        "<sample>.items[]" + enc + "Array 'items' has more than MAX_ARRAY_SZ items in the linked list which suggests circular linkage.";
+    std::vector<item> chain(MAX_ARRAY_SZ + 1, item{nullptr, text("x"), 0, 0});
+    for (size_t i = 0; i + 1 < chain.size(); ++i) chain[i].next = &chain[i + 1];
+    auto encode_text = [&](bool through_text) {
+        HandBuilt h;
+        h.s.items = chain.data();
+        char buf[512] = "";
+        char *json = nullptr;
+        int32_t status = (through_text ? json_from_frame : json_from_frame_jansson)(sample_desc, &h.s, &json, buf,
+                                                                                    sizeof buf, 0, "");
+        EXPECT_EQ(status, 203);
+        EXPECT_EQ(json, nullptr);
+        return std::string(buf);
+    };
+    EXPECT_EQ(encode_text(true), line);
+    for (size_t tail : {0, 1, 1000, 4095}) {
+        chain[tail + 2].next = &chain[tail];  // a loop of three after `tail` elements
+        EXPECT_EQ(encode_text(true), line) << tail;
+        EXPECT_EQ(encode_text(false), line) << tail;
+        chain[tail + 2].next = &chain[tail + 3];
+    }
+}
 
 TEST(EngineEncode, OptionalPropertiesOnlyWhenFlaggedAndEveryFaultAtItsPlace) {
     HandBuilt h;

@@ -8,7 +8,7 @@
 
 #include "export_frame.h"
 #include "table.h"
-#include "writer.h"
+#include "text_output.h"
 
 namespace {
 

@@ -7,7 +7,8 @@
 
 #include "faults.h"
 #include "jsoncodec.h"
-#include "writer.h"
+#include "encoder.h"
+#include "text_output.h"
 
 namespace jsoncodec {
 
@@ -139,11 +140,15 @@ int32_t encode_document(const TypeDesc &type, const void *src, char **out_json, 
     if (out_json == nullptr)
         return report_error(null_output_message, RMQC_ERR_BAD_ARGS, errbuf, errlen, &root, 0, nullptr);
 
-    // The direct writer gives the same text as the tree, or gives up and
-    // leaves the record to the tree, which reports whatever stopped it.
-    if (char *text = fast ? write_record_text(type, src, pretty != 0) : nullptr) {
-        *out_json = text;
-        return RMQC_OK;
+    // The text is written straight from the record, unless the record holds a
+    // text only jansson's tree can take (through the string conversion hook)
+    // or memory runs out: the tree then decides. A fault the walk meets is
+    // reported as it would be through the tree.
+    if (fast) {
+        char *text = nullptr;
+        int32_t status = write_text(type, src, pretty != 0, &text, errbuf, errlen, &root);
+        if (status == RMQC_OK) *out_json = text;
+        if (status != detail::GAVE_UP) return status;
     }
     json_t *value = nullptr;
     int32_t status = encode_record(type, &value, src, 0, errbuf, errlen, &root);

@@ -1,5 +1,5 @@
-// The direct writer: the JSON text of a record, written from the record
-// itself without building a tree first.
+// The encoding walker's text output: the JSON text of a record, written
+// from the record itself without building a tree first.
 #pragma once
 
 #include "codec.h"
@@ -18,5 +18,13 @@ namespace jsoncodec {
 // the writer never calls), or no memory. The caller then encodes through
 // the tree, which reports the fault.
 char *write_record_text(const TypeDesc &type, const void *src, bool pretty);
+
+// The same text into *text, or the status of the fault the walk met,
+// reported into errbuf at `path`, the root node; or -1 (GAVE_UP) with
+// nothing reported, when only jansson's tree can tell (a text that is not
+// UTF-8, which the tree offers to the string conversion hook) or memory ran
+// out.
+int32_t write_text(const TypeDesc &type, const void *src, bool pretty, char **text, char *errbuf, uint64_t errlen,
+                   path_node *path);
 
 }  // namespace jsoncodec

@@ -1,6 +1,8 @@
-// The direct writer. One walk of the record, run twice: the first run
-// checks everything the tree path would refuse and counts the exact length
-// of the text, the second writes the text into one block of that length.
+// The encoding walker's text output: the JSON text of a record, written
+// straight from the record. The walk runs twice: the first run checks the
+// record (the walker's checks, and each text written as jansson would take
+// it) and counts the exact length of the text, the second writes the text
+// into one block of that length.
 //
 // The text follows jansson's serialiser byte for byte: properties in record
 // order, "{}" and "[]" when empty; pretty text puts every member on a line
@@ -10,20 +12,19 @@
 // characters (\b \f \n \r \t by name, the others as \u00XX in upper-case
 // hex) and copy everything else, '/', 0x7F and UTF-8 included; integers
 // are written as %lld writes them.
-#include "writer.h"
+#include "text_output.h"
 
 #include <cstdint>
 #include <cstring>
 #include <iterator>
 
-#include "engine_internal.h"
+#include "encoder.h"
 
 namespace jsoncodec {
 
 namespace {
 
-using detail::at;
-using detail::is_flagged;
+using namespace detail;
 
 constexpr uint64_t ONES = 0x0101010101010101ULL;
 constexpr uint64_t HIGHS = 0x8080808080808080ULL;
@@ -217,162 +218,114 @@ void put_integer(Out &out, int64_t value) {
 }
 
 
-// Walks a record as encode_record does, giving up wherever encode_record
-// would fail. `level` is the nesting of the JSON value being written, which
-// sets the indentation of pretty text; `depth` counts records as
-// encode_record counts them.
-template <class Out>
-class Walker {
-public:
-    Walker(Out &out, bool pretty) : out_(out), pretty_(pretty) {}
+// The encoding walker's output of text, over a byte sink: the first run
+// counts, the second writes.
+template <class Bytes>
+class TextOutput {
+  public:
+    struct Value {};  // the text is written in place
+    static constexpr bool MAKES_VALUES = false;
 
-    bool record(const TypeDesc &type, const void *src, int32_t depth, size_t level) {
-        if (src == nullptr || depth > MAX_CALL_DEPTH) return false;
-        out_.put('{');
-        bool first = true;
-        for (uint32_t i = 0; i < type.field_count; ++i) {
-            const FieldDesc &field = type.fields[i];
-            if (!is_flagged(field, src)) continue;
-            begin_member(first, level);
-            first = false;
-            if (!put_key(field.name)) return false;
-            if (pretty_)
-                out_.put(": ", 2);
-            else
-                out_.put(':');
-            if (!value(field, src, depth, level + 1)) return false;
-        }
-        end_container(first, level, '}');
+    TextOutput(Bytes &bytes, bool pretty) : bytes_(bytes), pretty_(pretty) {}
+
+    bool object(Value *, size_t) {
+        bytes_.put('{');
         return true;
     }
-
-private:
+    bool array(Value *) {
+        bytes_.put('[');
+        return true;
+    }
+    // The closing bracket, on a line of its own after members.
+    void close(Value, bool empty, size_t level, char bracket) {
+        if (!empty && pretty_) {
+            bytes_.put('\n');
+            bytes_.blanks(INDENT * level);
+        }
+        bytes_.put(bracket);
+    }
+    void member(Value, const char *name, bool first, size_t level) {
+        item(first, level);
+        put_key(name);
+        if (pretty_)
+            bytes_.put(": ", 2);
+        else
+            bytes_.put(':');
+    }
     // The separator after the previous member, then the member's own line.
-    void begin_member(bool first, size_t level) {
-        if (!first) out_.put(',');
+    void item(bool first, size_t level) {
+        if (!first) bytes_.put(',');
         if (pretty_) {
-            out_.put('\n');
-            out_.blanks(INDENT * (level + 1));
+            bytes_.put('\n');
+            bytes_.blanks(INDENT * (level + 1));
         }
     }
+    static bool attach(Value, const char *, Value) { return true; }
+    static bool append(Value, Value) { return true; }
+    bool string(Value *, const char *text) { return put_string(bytes_, text); }
+    void integer(Value *, int64_t value) { put_integer(bytes_, value); }
+    void boolean(Value *, bool value) {
+        if (value)
+            bytes_.put("true", 4);
+        else
+            bytes_.put("false", 5);
+    }
+    static void discard(Value) {}
 
+  private:
     // A property name. Names are identifiers, which the first run finds
     // plain; the second run copies them as they are, and should a name need
     // escaping after all, the text comes out shorter than measured and the
     // writer gives up.
-    bool put_key(const char *name) {
-        if constexpr (Out::checks) {
-            return put_string(out_, name);
+    void put_key(const char *name) {
+        if constexpr (Bytes::checks) {
+            put_string(bytes_, name);
         } else {
-            out_.put('"');
-            out_.put(name, std::strlen(name));
-            out_.put('"');
-            return true;
+            bytes_.put('"');
+            bytes_.put(name, std::strlen(name));
+            bytes_.put('"');
         }
     }
 
-    // The closing bracket, on a line of its own after members.
-    void end_container(bool empty, size_t level, char bracket) {
-        if (!empty && pretty_) {
-            out_.put('\n');
-            out_.blanks(INDENT * level);
-        }
-        out_.put(bracket);
-    }
-
-    bool value(const FieldDesc &field, const void *record, int32_t depth, size_t level) {
-        const void *slot = static_cast<const char *>(record) + field.offset;
-        switch (field.kind) {
-            case Kind::String:
-            case Kind::Enum: {
-                const char *text = at<char *>(record, field.offset);
-                if (text == nullptr) return false;
-                if constexpr (Out::checks) {
-                    if (field.kind == Kind::Enum && !enum_allows(*field.allowed, text)) return false;
-                }
-                return put_string(out_, text);
-            }
-            case Kind::Boolean:
-                if (at<int32_t>(record, field.offset) != 0)
-                    out_.put("true", 4);
-                else
-                    out_.put("false", 5);
-                return true;
-            case Kind::Integer:
-                put_integer(out_, at<int64_t>(record, field.offset));
-                return true;
-            case Kind::StringArray:
-            case Kind::IntegerArray:
-                return array(field, record, level);
-            case Kind::Record:
-                return this->record(*field.nested, slot, depth + 1, level);
-            case Kind::RecordPointer:
-                return this->record(*field.nested, load_pointer(slot), depth + 1, level);
-            case Kind::List:
-                return list(field, load_pointer(slot), depth, level);
-            case Kind::Union: {
-                const uint8_t tag = at<uint8_t>(record, field.count_offset);
-                if (tag < 1 || tag > field.members->count) return false;
-                return this->record(*field.members->members[tag - 1], slot, depth + 1, level);
-            }
-        }
-        return false;
-    }
-
-    bool array(const FieldDesc &field, const void *record, size_t level) {
-        const uint64_t size = at<uint64_t>(record, field.count_offset);
-        const void *block = load_pointer(static_cast<const char *>(record) + field.offset);
-        if (size > MAX_ARRAY_SZ || (size > 0 && block == nullptr)) return false;
-        out_.put('[');
-        for (uint64_t i = 0; i < size; ++i) {
-            begin_member(i == 0, level);
-            if (field.kind == Kind::IntegerArray) {
-                put_integer(out_, static_cast<const int64_t *>(block)[i]);
-            } else {
-                const char *text = static_cast<char *const *>(block)[i];
-                if (text == nullptr || !put_string(out_, text)) return false;
-            }
-        }
-        end_container(size == 0, level, ']');
-        return true;
-    }
-
-    bool list(const FieldDesc &field, const void *node, int32_t depth, size_t level) {
-        out_.put('[');
-        uint64_t count = 0;
-        for (; node != nullptr; ++count) {
-            // The cap is the list's only defence against a cycle.
-            if (count >= MAX_ARRAY_SZ) return false;
-            begin_member(count == 0, level);
-            if (!record(*field.nested, node, depth + 1, level + 1)) return false;
-            node = load_pointer(static_cast<const char *>(node) + field.nested->next_offset);
-        }
-        end_container(count == 0, level, ']');
-        return true;
-    }
-
-    Out &out_;
+    Bytes &bytes_;
     const bool pretty_;
 };
 
 }  // namespace
 
-char *write_record_text(const TypeDesc &type, const void *src, bool pretty) {
+int32_t write_text(const TypeDesc &type, const void *src, bool pretty, char **text, char *errbuf, uint64_t errlen,
+                   path_node *path) {
     Count count;
-    if (!Walker<Count>(count, pretty).record(type, src, 0, 0)) return nullptr;
+    TextOutput<Count> measure(count, pretty);
+    TextOutput<Count>::Value made;
+    if (int32_t status = EncodeWalk(measure, Sink{errbuf, errlen, UnionTrials::Fast}).record(type, src, 0, 0, path, &made))
+        return status;
 
     json_malloc_t alloc = nullptr;
     json_free_t release = nullptr;
     json_get_alloc_funcs(&alloc, &release);
-    auto *text = static_cast<char *>(alloc(count.length + 1));
-    if (text == nullptr) return nullptr;
-    Write write{text, text + count.length};
-    if (!Walker<Write>(write, pretty).record(type, src, 0, 0) || write.overrun || write.pos != write.end) {
-        release(text);
-        return nullptr;
+    auto *block = static_cast<char *>(alloc(count.length + 1));
+    if (block == nullptr) return GAVE_UP;
+    // The record was found fit: the second run reports nothing, and should the
+    // record have changed in between, gives up.
+    Write write{block, block + count.length};
+    TextOutput<Write> writer(write, pretty);
+    TextOutput<Write>::Value written;
+    path_node root = root_node(type.name);
+    if (EncodeWalk(writer, Sink{nullptr, 0, UnionTrials::Fast}).record(type, src, 0, 0, &root, &written) != RMQC_OK ||
+        write.overrun || write.pos != write.end) {
+        release(block);
+        return GAVE_UP;
     }
     *write.pos = '\0';
-    return text;
+    *text = block;
+    return RMQC_OK;
+}
+
+char *write_record_text(const TypeDesc &type, const void *src, bool pretty) {
+    char *text = nullptr;
+    path_node root = root_node(type.name);
+    return write_text(type, src, pretty, &text, nullptr, 0, &root) == RMQC_OK ? text : nullptr;
 }
 
 }  // namespace jsoncodec
