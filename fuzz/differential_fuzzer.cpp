@@ -71,9 +71,9 @@ bool same_record(const TypeDesc &type, const void *a, const void *b) {
                 same = same && pa == pb;
                 break;
             case Kind::Union: {
-                uint8_t tag = at<uint8_t>(a, f.count_offset);
-                same = tag == at<uint8_t>(b, f.count_offset) &&
-                       same_record(*f.members->members[tag - 1], static_cast<const char *>(a) + f.offset, static_cast<const char *>(b) + f.offset);
+                uint8_t tag = at<uint8_t>(a, f.tag_offset);
+                same = tag == at<uint8_t>(b, f.tag_offset) &&
+                       same_record(*f.members->types[tag - 1], static_cast<const char *>(a) + f.offset, static_cast<const char *>(b) + f.offset);
                 break;
             }
         }
@@ -126,7 +126,7 @@ void collect(const TypeDesc &type, char *record, std::vector<Site> &sites) {
         char *value = record + f.offset;
         if (f.kind == Kind::Record) collect(*f.nested, value, sites);
         if (f.kind == Kind::RecordPointer && *reinterpret_cast<char **>(value)) collect(*f.nested, *reinterpret_cast<char **>(value), sites);
-        if (f.kind == Kind::Union) collect(*f.members->members[static_cast<uint8_t>(record[f.count_offset]) - 1], value, sites);
+        if (f.kind == Kind::Union) collect(*f.members->types[static_cast<uint8_t>(record[f.tag_offset]) - 1], value, sites);
         if (f.kind == Kind::List)
             for (char *node = *reinterpret_cast<char **>(value); node != nullptr; node = *reinterpret_cast<char **>(node))
                 collect(*f.nested, node, sites);
@@ -137,7 +137,7 @@ void collect(const TypeDesc &type, char *record, std::vector<Site> &sites) {
 void damage_and_encode(const TypeDesc &type, void *tree, const Site &site, unsigned how) {
     static const char *const texts[] = {nullptr, "\xc3\x28", "\xed\xa0\x80", "\xf4\x90\x80\x80", "Week", "\x01\"\\/\x7f\xe2\x82\xac"};
     const FieldDesc &f = *site.field;
-    char *slot = site.record + (f.kind == Kind::Union || f.kind == Kind::StringArray || f.kind == Kind::IntegerArray ? f.count_offset : f.offset);
+    char *slot = site.record + (f.kind == Kind::Union ? f.tag_offset : f.kind == Kind::StringArray || f.kind == Kind::IntegerArray ? f.count_offset : f.offset);
     const size_t width = f.kind == Kind::Union ? 1 : f.kind == Kind::Boolean ? 4 : 8;
     char saved[8];
     std::memcpy(saved, slot, width);

@@ -35,7 +35,7 @@ void collect(const TypeDesc &type, Words &words) {
             for (uint32_t k = 0; k < field.allowed->count; ++k) words.values.insert(field.allowed->values[k]);
         if (field.nested != nullptr) collect(*field.nested, words);
         if (field.members != nullptr)
-            for (uint32_t k = 0; k < field.members->count; ++k) collect(*field.members->members[k], words);
+            for (uint32_t k = 0; k < field.members->count; ++k) collect(*field.members->types[k], words);
     }
 }
 

@@ -87,7 +87,7 @@ bool told_apart(const UnionDesc &members) {
     std::set<std::string> texts;
     const char *name = nullptr;
     for (uint32_t k = 0; k < members.count; ++k) {
-        const FieldDesc *tag = discriminator(*members.members[k]);
+        const FieldDesc *tag = discriminator(*members.types[k]);
         if (tag == nullptr || (name != nullptr && std::strcmp(name, tag->name) != 0)) return false;
         name = tag->name;
         for (uint32_t i = 0; i < tag->allowed->count; ++i)
@@ -105,12 +105,12 @@ json_t *union_schema(const UnionDesc &members) {
     std::string description = "Exactly one of the members ";
     json_t *choices = made(json_array());
     for (uint32_t k = 0; k < members.count; ++k) {
-        description += (k > 0 ? ", " : "") + std::string(members.members[k]->name);
-        append(choices, reference_to(*members.members[k]));
+        description += (k > 0 ? ", " : "") + std::string(members.types[k]->name);
+        append(choices, reference_to(*members.types[k]));
     }
     if (exclusive)
         description += "; the member is chosen by its discriminator '" +
-                       std::string(discriminator(*members.members[0])->name) + "'.";
+                       std::string(discriminator(*members.types[0])->name) + "'.";
     else
         description += "; the first member that accepts the value is taken.";
     put(schema, "description", json_string(description.c_str()));
@@ -191,7 +191,7 @@ void reach(const TypeDesc &type, std::vector<const TypeDesc *> &order, std::set<
         const FieldDesc &field = type.fields[i];
         if (field.nested != nullptr) reach(*field.nested, order, seen);
         if (field.members != nullptr)
-            for (uint32_t k = 0; k < field.members->count; ++k) reach(*field.members->members[k], order, seen);
+            for (uint32_t k = 0; k < field.members->count; ++k) reach(*field.members->types[k], order, seen);
     }
 }
 

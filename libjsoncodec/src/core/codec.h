@@ -4,8 +4,8 @@
 // A record type is a `TypeDesc`: its name, its size, where its `next` link
 // is (list element types only) and the table of its properties in record
 // order. Each property is a `FieldDesc`: JSON name, kind, required or
-// optional, and the offsets of its value, its presence flag and its count
-// (or, for a union, its tag). Tables are written with the macros of
+// optional, and the offsets of its value, its presence flag, its count (an
+// array) or its tag (a union). Tables are written with the macros of
 // table.h, which check every entry against the C type of its field.
 #pragma once
 
@@ -50,7 +50,7 @@ struct EnumDesc {
 // The members of a union in the order they are tried; a member's tag is its
 // position plus one (0 = nothing selected).
 struct UnionDesc {
-    const TypeDesc *const *members;
+    const TypeDesc *const *types;
     uint32_t count;
 };
 
@@ -61,7 +61,8 @@ struct FieldDesc {
     bool required;
     uint32_t offset;           // the value; for a union, its storage
     uint32_t present_offset;   // uint8_t presence flag; NO_OFFSET when required
-    uint32_t count_offset;     // uint64_t count of an array; uint8_t tag of a union
+    uint32_t count_offset;     // uint64_t count of an array; NO_OFFSET otherwise
+    uint32_t tag_offset;       // uint8_t tag of a union; NO_OFFSET otherwise
     const EnumDesc *allowed;   // Enum
     const TypeDesc *nested;    // Record, RecordPointer, List
     const UnionDesc *members;  // Union

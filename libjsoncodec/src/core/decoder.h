@@ -50,7 +50,7 @@ enum class Copy : uint8_t { Done, NotString, NoMemory };
 // member's fault (unless the union has its own hint).
 class UnionFault final : public FaultLog {
   public:
-    UnionFault(Sink outer, path_node *path, const char *name, const char *hint)
+    UnionFault(FaultSink outer, path_node *path, const char *name, const char *hint)
         : FaultLog(false), outer_(outer), path_(path), name_(name), hint_(hint) {}
     void add(const Fault &fault) override {
         char line[TRIAL_BUFFER_SIZE];
@@ -66,7 +66,7 @@ class UnionFault final : public FaultLog {
     bool done = false;
 
   private:
-    Sink outer_;
+    FaultSink outer_;
     path_node *path_;
     const char *name_;
     const char *hint_;
@@ -80,7 +80,10 @@ class Walk {
   public:
     using Value = typename Tree::Value;
 
-    Walk(Tree &tree, Sink sink) : tree_(tree), sink_(sink) {}
+    // `trials` says how unions try their members: the fast way, or each in
+    // turn for the tests that compare the two.
+    Walk(Tree &tree, FaultSink sink, UnionTrials trials = UnionTrials::Fast)
+        : tree_(tree), sink_(sink), trials_(trials) {}
 
     // decode_record over this source.
     int32_t record(const TypeDesc &type, Value value, void *out_new, void *into, int32_t depth, path_node *path,
@@ -103,7 +106,7 @@ class Walk {
             const FieldDesc &field = type.fields[i];
             if (!field.required && tree_.absent(item)) return RMQC_OK;  // nothing to do, and frequent
             int32_t fault = property(field, item, record, depth, path, match_count);
-            return fault != RMQC_OK ? after_fault(sink_, fault, first) : RMQC_OK;
+            return fault != RMQC_OK ? stop_after(sink_, fault, first) : RMQC_OK;
         });
         return status != RMQC_OK ? status : first;
     }
@@ -140,7 +143,7 @@ class Walk {
             return report_fixed(RMQC_ERR_NOMEM, sink_, path, PATH_ARRAY, field.name, text::array_alloc);
         // The block and its count are stored before any element is read, so that
         // a release after a fault frees exactly what was copied.
-        store_pointer(static_cast<char *>(record) + field.offset, block);
+        store_pointer(field_address(record, field), block);
         at<uint64_t>(record, field.count_offset) = size;
 
         int32_t first = RMQC_OK;
@@ -162,14 +165,14 @@ class Walk {
                         break;
                 }
             }
-            return fault != RMQC_OK ? after_fault(sink_, fault, first) : RMQC_OK;
+            return fault != RMQC_OK ? stop_after(sink_, fault, first) : RMQC_OK;
         });
         return status != RMQC_OK ? status : first;
     }
 
     int32_t list(const FieldDesc &field, Value value, void *record, int32_t depth, path_node *path,
                  uint32_t *match_count) {
-        void *link = static_cast<char *>(record) + field.offset;
+        void *link = field_address(record, field);
         store_pointer(link, nullptr);
         size_t size = 0;
         if (!tree_.list_size(value, &size))
@@ -185,7 +188,7 @@ class Walk {
             // one after it).
             int32_t fault = this->record(*field.nested, item, link, nullptr, depth + 1, self, match_count);
             if (fault != RMQC_OK) {
-                if (int32_t stop = after_fault(sink_, fault, first)) return stop;
+                if (int32_t stop = stop_after(sink_, fault, first)) return stop;
             }
             link = static_cast<char *>(load_pointer(link)) + field.nested->next_offset;
             return RMQC_OK;
@@ -220,7 +223,7 @@ class Walk {
         if (!tree_.is_object(value)) return nullptr;
         Suggestion suggestion;
         for (uint32_t k = 0; k < members.count; ++k) {
-            const FieldDesc *tag = discriminator(*members.members[k]);
+            const FieldDesc *tag = discriminator(*members.types[k]);
             if (tag == nullptr) continue;
             Value text = tree_.member(value, tag->name);
             if (!tree_.is_string(text)) continue;
@@ -245,76 +248,112 @@ class Walk {
     // member's name, its pointer continues the union's.
     int32_t union_of(const FieldDesc &field, Value value, void *record, int32_t depth, path_node *path,
                      uint32_t *match_count) {
-        path_node *self = path->child;
-        void *storage = static_cast<char *>(record) + field.offset;
-        char trial_text[TRIAL_BUFFER_SIZE];
-        char closest[TRIAL_BUFFER_SIZE];
-        trial_text[0] = '\0';
-        closest[0] = '\0';
-        name_node(self, field.name, PATH_FIELD);
-        path_node trial_root = root_node(nullptr);
-        trial_root.parent = self;
-        int64_t best = -1;
-        constexpr uint32_t NONE = UINT32_MAX;
-        uint32_t closest_member = NONE;
-        bool passed_over = false;  // whether the closest member so far was passed over
+        void *storage = field_address(record, field);
+        name_node(path->child, field.name, PATH_FIELD);
+        Trials trials(*this, field, value, storage, depth, path->child);
         Discriminator seen;
-        // Without a caller's buffer no failure text can be reported.
-        const uint64_t trial_len = sink_.trials == UnionTrials::Fast && sink_.len == 0 ? 0 : TRIAL_BUFFER_SIZE;
-
-        auto trial = [&](uint32_t k, uint32_t *trial_count, Sink trial_sink) {
-            const TypeDesc &member = *field.members->members[k];
-            trial_root.name = member.name;
-            trial_root.child = nullptr;
-            *trial_count = 0;
-            return Walk(tree_, trial_sink).record(member, value, nullptr, storage, depth + 1, &trial_root, trial_count);
-        };
-        // The closest member's trial once more, for its text or its fault.
-        auto retry = [&](Sink trial_sink) {
-            uint32_t trial_count;
-            trial(closest_member, &trial_count, trial_sink);
-            release_record(*field.members->members[closest_member], storage);
-        };
-
         for (uint32_t k = 0; k < field.members->count; ++k) {
-            const TypeDesc &member = *field.members->members[k];
-            if (sink_.trials == UnionTrials::Fast && fails_on_discriminator(member, value, depth + 1, seen)) {
-                if (best < 0) {
-                    best = 0;
-                    closest_member = k;
-                    passed_over = true;
-                }
+            if (trials_ == UnionTrials::Fast && fails_on_discriminator(*field.members->types[k], value, depth + 1, seen)) {
+                trials.passed_over(k);
                 continue;
             }
-            uint32_t trial_count;
-            if (trial(k, &trial_count, Sink{trial_text, trial_len, sink_.trials}) == RMQC_OK) {
-                at<uint8_t>(record, field.count_offset) = static_cast<uint8_t>(k + 1);
-                *match_count += trial_count + 1;
+            uint32_t count = 0;
+            if (trials.run(k, &count, sink_.len == 0 && trials_ == UnionTrials::Fast ? 0 : TRIAL_BUFFER_SIZE)) {
+                at<uint8_t>(record, field.tag_offset) = static_cast<uint8_t>(k + 1);
+                *match_count += count + 1;
                 return RMQC_OK;
             }
-            release_record(member, storage);
             // A source that refused the text itself fails every member alike.
             if (tree_.gave_up()) return RMQC_ERR_DECODE;
-            if (static_cast<int64_t>(trial_count) > best) {
-                if (trial_len != 0) bounded_format(closest, sizeof closest, text::union_closest, trial_text);
-                best = trial_count;
-                closest_member = k;
-                passed_over = false;
-            }
+            trials.failed(k, count);
         }
-        if (sink_.log != nullptr && closest_member != NONE) {
+        if (sink_.log != nullptr && trials.closest != Trials::NONE) {
             // A checking walk places the union's fault where the closest
             // member's fault points.
             UnionFault passed(sink_, path, field.name, discriminator_hint(*field.members, value));
-            retry(Sink{trial_text, TRIAL_BUFFER_SIZE, sink_.trials, &passed});
+            trials.retry(&passed);
             if (passed.done) return RMQC_ERR_DECODE;
         }
-        if (passed_over && sink_.len != 0) {
-            retry(Sink{trial_text, trial_len, sink_.trials});
-            bounded_format(closest, sizeof closest, text::union_closest, trial_text);
-        }
-        return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_FIELD, field.name, closest);
+        return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_FIELD, field.name, trials.closest_line());
     }
+
+    // The trials of a union's members and their closest failure so far: the
+    // member that decoded the most properties before failing, the earliest
+    // among equals, and the text of its failure, when the walk reports text.
+    class Trials {
+      public:
+        static constexpr uint32_t NONE = UINT32_MAX;
+
+        Trials(Walk &walk, const FieldDesc &field, Value value, void *storage, int32_t depth, path_node *self)
+            : walk_(walk), field_(field), value_(value), storage_(storage), depth_(depth) {
+            root_.parent = self;
+        }
+
+        // Member k's trial on a private buffer of `length` bytes (0: no text);
+        // true when it decodes. A failed trial leaves nothing behind.
+        bool run(uint32_t k, uint32_t *count, uint64_t length, FaultLog *log = nullptr) {
+            const TypeDesc &member = *field_.members->types[k];
+            root_.name = member.name;
+            root_.child = nullptr;
+            text_[0] = '\0';
+            text_length_ = length;
+            Walk trial(walk_.tree_, FaultSink{text_, length, log}, walk_.trials_);
+            if (trial.record(member, value_, nullptr, storage_, depth_ + 1, &root_, count) == RMQC_OK) return true;
+            release_record(member, storage_);
+            return false;
+        }
+
+        void failed(uint32_t k, uint32_t count) {
+            if (static_cast<int64_t>(count) <= score_) return;
+            if (text_length_ != 0) bounded_format(line_, sizeof line_, text::union_closest, text_);
+            consider(k, count, false);
+        }
+
+        // A member whose discriminator names another: its trial would score 0.
+        void passed_over(uint32_t k) {
+            if (score_ < 0) consider(k, 0, true);
+        }
+
+        // The closest member's trial once more, for its text or, in a checking
+        // walk, for its fault.
+        void retry(FaultLog *log) {
+            uint32_t count = 0;
+            // It fails again, unless what failed it was memory running out: what
+            // it made is released then, as it will not be kept.
+            if (run(closest, &count, TRIAL_BUFFER_SIZE, log)) release_record(*field_.members->types[closest], storage_);
+            if (log == nullptr) bounded_format(line_, sizeof line_, text::union_closest, text_);
+        }
+
+        // "No match for union, closest failure: ..." of the closest member. A
+        // member passed over is tried only now, for its text: it touches
+        // nothing and allocates nothing, so it fails exactly as it would have
+        // in turn.
+        const char *closest_line() {
+            if (passed_ && walk_.sink_.len != 0) retry(nullptr);
+            return line_;
+        }
+
+        uint32_t closest = NONE;
+
+      private:
+        void consider(uint32_t k, uint32_t count, bool passed) {
+            score_ = count;
+            closest = k;
+            passed_ = passed;
+        }
+
+        Walk &walk_;
+        const FieldDesc &field_;
+        Value value_;
+        void *storage_;
+        int32_t depth_;
+        path_node root_ = root_node(nullptr);
+        int64_t score_ = -1;
+        bool passed_ = false;  // whether the closest member was passed over
+        char text_[TRIAL_BUFFER_SIZE];
+        uint64_t text_length_ = 0;
+        char line_[TRIAL_BUFFER_SIZE] = "";
+    };
 
     int32_t property(const FieldDesc &field, Value value, void *record, int32_t depth, path_node *path,
                      uint32_t *match_count) {
@@ -349,7 +388,7 @@ class Walk {
                 break;
             case Kind::Record:
             case Kind::RecordPointer: {
-                void *slot = static_cast<char *>(record) + field.offset;
+                void *slot = field_address(record, field);
                 path_node *self = path->child;
                 name_node(self, field.name, PATH_FIELD);
                 status = field.kind == Kind::RecordPointer
@@ -369,7 +408,8 @@ class Walk {
     }
 
     Tree &tree_;
-    Sink sink_;
+    FaultSink sink_;
+    UnionTrials trials_;
 };
 
 }  // namespace jsoncodec::detail

@@ -49,7 +49,7 @@ class EncodeWalk {
   public:
     using Value = typename Output::Value;
 
-    EncodeWalk(Output &out, Sink sink) : out_(out), sink_(sink) {}
+    EncodeWalk(Output &out, FaultSink sink) : out_(out), sink_(sink) {}
 
     // Encodes the record `src` of `type` into *made (a partial object on
     // failure, for the caller to release). Returns 0, the status of the fault
@@ -64,7 +64,7 @@ class EncodeWalk {
         bool first = true;
         for (uint32_t i = 0; i < type.field_count; ++i) {
             const FieldDesc &field = type.fields[i];
-            if (!is_flagged(field, src)) continue;
+            if (!is_present(field, src)) continue;
             out_.member(*made, field.name, first, level);
             first = false;
             Value value{};
@@ -84,7 +84,7 @@ class EncodeWalk {
     int32_t property(const TypeDesc &type, const FieldDesc &field, const void *record, int32_t depth, size_t level,
                      path_node *path, Value *value) {
         path_node *self = path->child;
-        const void *slot = static_cast<const char *>(record) + field.offset;
+        const void *slot = field_address(record, field);
         switch (field.kind) {
             case Kind::Enum:
                 name_node(self, field.name, PATH_FIELD);
@@ -116,12 +116,12 @@ class EncodeWalk {
             case Kind::List:
                 return list(field, load_pointer(slot), depth, level, path, value);
             case Kind::Union: {
-                const uint8_t tag = at<uint8_t>(record, field.count_offset);
-                if (tag < 1 || tag > field.members->count)
+                const TypeDesc *member = selected_member(field, record);
+                if (member == nullptr)
                     return report(RMQC_ERR_ENCODE, sink_, path, PATH_FIELD, field.name, text::union_range, field.name,
                                   field.members->count);
                 // Members encode with the caller's buffer: their faults are not wrapped.
-                return nested(field, *field.members->members[tag - 1], slot, depth, level, self, value);
+                return nested(field, *member, slot, depth, level, self, value);
             }
         }
         return RMQC_OK;
@@ -156,7 +156,7 @@ class EncodeWalk {
             out_.discard(*made);
             return report(RMQC_ERR_ENCODE, sink_, path, PATH_ARRAY, field.name, text::count_too_large, field.name);
         }
-        const void *block = load_pointer(static_cast<const char *>(record) + field.offset);
+        const void *block = load_pointer(field_address(record, field));
         for (uint64_t i = 0; i < size; ++i) {
             out_.item(i == 0, level);
             // A block that is missing while the count says otherwise has no item
@@ -223,7 +223,7 @@ class EncodeWalk {
     }
 
     Output &out_;
-    Sink sink_;
+    FaultSink sink_;
 };
 
 }  // namespace jsoncodec::detail

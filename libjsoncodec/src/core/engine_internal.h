@@ -53,25 +53,24 @@ inline constexpr size_t DETAIL_SIZE = 512;
 // The private buffers of a union trial.
 inline constexpr uint64_t TRIAL_BUFFER_SIZE = 256;
 
-// Where a routine writes its diagnostic line, how its unions try their
-// members, and the log of a checking walk (NULL when decoding).
-struct Sink {
+// Where a walk's faults go: the caller's buffer, which takes the diagnostic
+// line, and the log of a checking walk (NULL otherwise).
+struct FaultSink {
     char *buf;
     uint64_t len;
-    UnionTrials trials;
     FaultLog *log = nullptr;
 };
 
 // Passes a fault just written into the sink's buffer on to its log, with the
 // pointer of the place (path, index, name) names.
-void log_fault(Sink sink, int32_t code, path_node *path, int32_t index, const char *name, bool missing,
+void log_fault(FaultSink sink, int32_t code, path_node *path, int32_t index, const char *name, bool missing,
                const char *hint);
 
 // Reports a fault into the sink's buffer and to its log. `missing`: the
 // place is a required property that is absent; `hint`: an allowed text close
 // to the refused one.
 // Kept out of line: the walkers' common paths stay small.
-[[gnu::cold, gnu::noinline]] inline int32_t report_fixed(int32_t code, Sink sink, path_node *path, int32_t index, const char *name, const char *detail,
+[[gnu::cold, gnu::noinline]] inline int32_t report_fixed(int32_t code, FaultSink sink, path_node *path, int32_t index, const char *name, const char *detail,
                             bool missing = false, const char *hint = nullptr) {
     report_error(detail, code, sink.buf, sink.len, path, index, name);
     if (sink.log != nullptr) log_fault(sink, code, path, index, name, missing, hint);
@@ -79,7 +78,7 @@ void log_fault(Sink sink, int32_t code, path_node *path, int32_t index, const ch
 }
 
 // Formats a generic detail and reports it; makes no text when none is wanted.
-[[gnu::cold, gnu::noinline]] __attribute__((format(printf, 6, 7))) inline int32_t report(int32_t code, Sink sink, path_node *path, int32_t index,
+[[gnu::cold, gnu::noinline]] __attribute__((format(printf, 6, 7))) inline int32_t report(int32_t code, FaultSink sink, path_node *path, int32_t index,
                                                       const char *name, const char *format, ...) {
     if (sink.len == 0 && sink.log == nullptr) return code;
     char detail[DETAIL_SIZE];
@@ -92,13 +91,13 @@ void log_fault(Sink sink, int32_t code, path_node *path, int32_t index, const ch
 
 // Reports `text` as none of the allowed texts, at `node`, the node that
 // names the property.
-int32_t report_enum(int32_t code, Sink sink, path_node *node, const EnumDesc &allowed, const char *text);
+int32_t report_enum(int32_t code, FaultSink sink, path_node *node, const EnumDesc &allowed, const char *text);
 
 // After a fault of `status` (not 0) in a sequence of values whose first
 // fault so far is `first`: 0 when the walk goes on to report the next (a
 // checking walk that wants every fault does after a decoding fault, leaving
 // the value as if absent), else the status to return, the first fault's.
-inline int32_t after_fault(Sink sink, int32_t status, int32_t &first) {
+inline int32_t stop_after(FaultSink sink, int32_t status, int32_t &first) {
     if (first == RMQC_OK) first = status;
     if (status == RMQC_ERR_DECODE && sink.log != nullptr && sink.log->every_fault) return RMQC_OK;
     return first;
@@ -114,6 +113,19 @@ inline const F &at(const void *record, uint32_t offset) {
     return *reinterpret_cast<const F *>(static_cast<const char *>(record) + offset);
 }
 
+// The address of a property's value (for a union, its storage).
+inline void *field_address(void *record, const FieldDesc &field) { return static_cast<char *>(record) + field.offset; }
+inline const void *field_address(const void *record, const FieldDesc &field) {
+    return static_cast<const char *>(record) + field.offset;
+}
+
+// The member a union's tag selects, or NULL when the tag is out of range
+// (0 selects nothing).
+inline const TypeDesc *selected_member(const FieldDesc &field, const void *record) {
+    const uint8_t tag = at<uint8_t>(record, field.tag_offset);
+    return tag >= 1 && tag <= field.members->count ? field.members->types[tag - 1] : nullptr;
+}
+
 inline bool is_array_kind(Kind kind) {
     return kind == Kind::StringArray || kind == Kind::IntegerArray || kind == Kind::List;
 }
@@ -121,7 +133,7 @@ inline bool is_array_kind(Kind kind) {
 // The path index of faults about the property as a whole.
 inline int32_t property_index(const FieldDesc &field) { return is_array_kind(field.kind) ? PATH_ARRAY : PATH_FIELD; }
 
-inline bool is_flagged(const FieldDesc &field, const void *record) {
+inline bool is_present(const FieldDesc &field, const void *record) {
     return field.required || at<uint8_t>(record, field.present_offset) != 0;
 }
 

@@ -23,7 +23,7 @@ namespace {
 // through its own buffer can come back with a hole in it when memory runs
 // out. Here the first failed write is remembered and refuses every later one,
 // and the text is handed out only when every write succeeded.
-struct TextSink {
+struct DumpBuffer {
     json_malloc_t alloc = nullptr;
     json_free_t release = nullptr;
     char *text = nullptr;
@@ -33,7 +33,7 @@ struct TextSink {
 };
 
 int append_text(const char *bytes, size_t size, void *data) {
-    TextSink &sink = *static_cast<TextSink *>(data);
+    DumpBuffer &sink = *static_cast<DumpBuffer *>(data);
     if (sink.failed) return -1;
     if (sink.capacity - sink.length <= size) {  // keep one byte for the NUL
         size_t capacity = sink.capacity != 0 ? sink.capacity : 1024;
@@ -64,7 +64,7 @@ int append_text(const char *bytes, size_t size, void *data) {
 
 // The text of `value`, NUL-terminated, or NULL when it could not be made.
 char *serialise(const json_t *value, size_t flags) {
-    TextSink sink;
+    DumpBuffer sink;
     json_get_alloc_funcs(&sink.alloc, &sink.release);
     if (json_dump_callback(value, append_text, &sink, flags) != 0 || sink.failed || sink.text == nullptr) {
         if (sink.text != nullptr) sink.release(sink.text);
@@ -121,10 +121,7 @@ int32_t decode_document(const TypeDesc &type, void *out, const char *json, char 
         if (void *decoded = load_pointer(out)) report_unknown_properties(type, decoded, document, &record, *log);
     }
     if (status != RMQC_OK) {
-        if (void *partial = load_pointer(out)) {
-            release_record(type, partial);
-            std::free(partial);
-        }
+        free_frame(type, load_pointer(out));
         store_pointer(out, nullptr);
     }
     json_decref(document);

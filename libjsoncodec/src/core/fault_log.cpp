@@ -10,7 +10,7 @@ namespace jsoncodec {
 
 namespace detail {
 
-void log_fault(Sink sink, int32_t code, path_node *path, int32_t index, const char *name, bool missing,
+void log_fault(FaultSink sink, int32_t code, path_node *path, int32_t index, const char *name, bool missing,
                const char *hint) {
     // Without room for the pointer the fault is placed at the whole document.
     uint64_t length = format_pointer(nullptr, 0, path, index, name);
@@ -20,7 +20,7 @@ void log_fault(Sink sink, int32_t code, path_node *path, int32_t index, const ch
     std::free(pointer);
 }
 
-int32_t report_enum(int32_t code, Sink sink, path_node *node, const EnumDesc &allowed, const char *text) {
+int32_t report_enum(int32_t code, FaultSink sink, path_node *node, const EnumDesc &allowed, const char *text) {
     // "String based enum fails to match one of: [ 'a', 'b' ]. "
     char detail[DETAIL_SIZE];
     size_t used = 0;
@@ -49,7 +49,7 @@ using namespace detail;
 int32_t check_enum(const EnumDesc &allowed, const char *text, int32_t code, char *errbuf, uint64_t errlen,
                    path_node *node) {
     if (enum_allows(allowed, text)) return RMQC_OK;
-    return report_enum(code, Sink{errbuf, errlen, UnionTrials::Fast}, node, allowed, text);
+    return report_enum(code, FaultSink{errbuf, errlen}, node, allowed, text);
 }
 
 }  // namespace jsoncodec

@@ -72,7 +72,7 @@ int32_t decode_record(const TypeDesc &type, const json_t *value, void *out_new, 
                       char *errbuf, uint64_t errlen, path_node *path, uint32_t *match_count, UnionTrials trials,
                       FaultLog *log) {
     JanssonTree tree;
-    return Walk<JanssonTree>(tree, Sink{errbuf, errlen, trials, log}).record(type, value, out_new, into, depth, path,
+    return Walk<JanssonTree>(tree, FaultSink{errbuf, errlen, log}, trials).record(type, value, out_new, into, depth, path,
                                                                             match_count);
 }
 

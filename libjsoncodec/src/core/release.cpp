@@ -13,8 +13,8 @@ void release_record(const TypeDesc &type, void *record) {
     for (uint32_t i = 0; i < type.field_count; ++i) {
         const FieldDesc &field = type.fields[i];
         // Optional properties own something only when flagged.
-        if (!is_flagged(field, record)) continue;
-        void *slot = static_cast<char *>(record) + field.offset;
+        if (!is_present(field, record)) continue;
+        void *slot = field_address(record, field);
         switch (field.kind) {
             case Kind::String:
             case Kind::Enum:
@@ -52,8 +52,7 @@ void release_record(const TypeDesc &type, void *record) {
                 break;
             case Kind::Union: {
                 // An out-of-range tag releases nothing of the storage.
-                uint8_t tag = at<uint8_t>(record, field.count_offset);
-                if (tag >= 1 && tag <= field.members->count) release_record(*field.members->members[tag - 1], slot);
+                if (const TypeDesc *member = selected_member(field, record)) release_record(*member, slot);
                 break;
             }
         }

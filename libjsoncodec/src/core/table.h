@@ -38,7 +38,7 @@ void list_element_link_must_be_the_first_field();
 void record_has_more_properties_than_a_record_may_have();
 
 template <class Expected, class Actual>
-consteval uint32_t offset_of(std::size_t offset) {
+consteval uint32_t checked_offset(std::size_t offset) {
     static_assert(std::is_same_v<Expected, Actual>, "the field's C type does not fit its kind");
     return static_cast<uint32_t>(offset);
 }
@@ -104,43 +104,43 @@ consteval TypeDesc type_desc(const char *name, std::size_t size, uint32_t next_o
 #define JSONCODEC_IS_REQUIRED_OPTIONAL false
 #define JSONCODEC_FLAG_REQUIRED(T, f) ::jsoncodec::NO_OFFSET
 #define JSONCODEC_FLAG_OPTIONAL(T, f) \
-    ::jsoncodec::table::offset_of<uint8_t, decltype(T::f##_present)>(offsetof(T, f##_present))
+    ::jsoncodec::table::checked_offset<uint8_t, decltype(T::f##_present)>(offsetof(T, f##_present))
 #define JSONCODEC_COUNT(T, f) \
-    ::jsoncodec::table::offset_of<uint64_t, decltype(T::f##_array_sz)>(offsetof(T, f##_array_sz))
+    ::jsoncodec::table::checked_offset<uint64_t, decltype(T::f##_array_sz)>(offsetof(T, f##_array_sz))
 
 // presence is REQUIRED or OPTIONAL.
-#define JSONCODEC_FIELD(T, f, kind, presence, ctype, count, allowed, nested, members)                        \
+#define JSONCODEC_FIELD(T, f, kind, presence, ctype, count, tag, allowed, nested, members)                      \
     ::jsoncodec::FieldDesc {                                                                                 \
-        #f, static_cast<uint8_t>(sizeof #f - 1), ::jsoncodec::Kind::kind, JSONCODEC_IS_REQUIRED_##presence,                                       \
-            ::jsoncodec::table::offset_of<ctype, decltype(T::f)>(offsetof(T, f)),                            \
-            JSONCODEC_FLAG_##presence(T, f), count, allowed, nested, members                                 \
+        #f, static_cast<uint8_t>(sizeof #f - 1), ::jsoncodec::Kind::kind, JSONCODEC_IS_REQUIRED_##presence,  \
+            ::jsoncodec::table::checked_offset<ctype, decltype(T::f)>(offsetof(T, f)),                       \
+            JSONCODEC_FLAG_##presence(T, f), count, tag, allowed, nested, members                            \
     }
 
 #define JC_STRING(T, f, presence) \
-    JSONCODEC_FIELD(T, f, String, presence, char *, ::jsoncodec::NO_OFFSET, nullptr, nullptr, nullptr)
+    JSONCODEC_FIELD(T, f, String, presence, char *, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, nullptr, nullptr)
 #define JC_ENUM(T, f, presence, allowed) \
-    JSONCODEC_FIELD(T, f, Enum, presence, char *, ::jsoncodec::NO_OFFSET, &(allowed), nullptr, nullptr)
+    JSONCODEC_FIELD(T, f, Enum, presence, char *, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, &(allowed), nullptr, nullptr)
 #define JC_BOOLEAN(T, f, presence) \
-    JSONCODEC_FIELD(T, f, Boolean, presence, int32_t, ::jsoncodec::NO_OFFSET, nullptr, nullptr, nullptr)
+    JSONCODEC_FIELD(T, f, Boolean, presence, int32_t, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, nullptr, nullptr)
 #define JC_INTEGER(T, f, presence) \
-    JSONCODEC_FIELD(T, f, Integer, presence, int64_t, ::jsoncodec::NO_OFFSET, nullptr, nullptr, nullptr)
+    JSONCODEC_FIELD(T, f, Integer, presence, int64_t, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, nullptr, nullptr)
 #define JC_STRING_ARRAY(T, f, presence) \
-    JSONCODEC_FIELD(T, f, StringArray, presence, char **, JSONCODEC_COUNT(T, f), nullptr, nullptr, nullptr)
+    JSONCODEC_FIELD(T, f, StringArray, presence, char **, JSONCODEC_COUNT(T, f), ::jsoncodec::NO_OFFSET, nullptr, nullptr, nullptr)
 #define JC_INTEGER_ARRAY(T, f, presence) \
-    JSONCODEC_FIELD(T, f, IntegerArray, presence, int64_t *, JSONCODEC_COUNT(T, f), nullptr, nullptr, nullptr)
+    JSONCODEC_FIELD(T, f, IntegerArray, presence, int64_t *, JSONCODEC_COUNT(T, f), ::jsoncodec::NO_OFFSET, nullptr, nullptr, nullptr)
 // A nested record of type X embedded in T.
 #define JC_RECORD(T, f, presence, X, desc) \
-    JSONCODEC_FIELD(T, f, Record, presence, X, ::jsoncodec::NO_OFFSET, nullptr, &(desc), nullptr)
+    JSONCODEC_FIELD(T, f, Record, presence, X, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, &(desc), nullptr)
 // A nested record of type X held by an owned pointer.
 #define JC_RECORD_POINTER(T, f, presence, X, desc) \
-    JSONCODEC_FIELD(T, f, RecordPointer, presence, X *, ::jsoncodec::NO_OFFSET, nullptr, &(desc), nullptr)
+    JSONCODEC_FIELD(T, f, RecordPointer, presence, X *, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, &(desc), nullptr)
 // A list of records of type X (a list element type) chained through `next`.
 #define JC_LIST(T, f, presence, X, desc) \
-    JSONCODEC_FIELD(T, f, List, presence, X *, ::jsoncodec::NO_OFFSET, nullptr, &(desc), nullptr)
+    JSONCODEC_FIELD(T, f, List, presence, X *, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, &(desc), nullptr)
 // The union property u of wrapper W: storage `u`, tag `u_type`.
 #define JC_UNION(W, u, members)                                                                              \
-    JSONCODEC_FIELD(W, u, Union, REQUIRED, decltype(W::u),                                                   \
-                    (::jsoncodec::table::offset_of<uint8_t, decltype(W::u##_type)>(offsetof(W, u##_type))),  \
+    JSONCODEC_FIELD(W, u, Union, REQUIRED, decltype(W::u), ::jsoncodec::NO_OFFSET,                           \
+                    (::jsoncodec::table::checked_offset<uint8_t, decltype(W::u##_type)>(offsetof(W, u##_type))), \
                     nullptr, nullptr, &(members))
 // One member of union u of wrapper W: the storage member named A holds a record A.
 #define JC_UNION_MEMBER(W, u, A, desc) \
@@ -149,7 +149,7 @@ consteval TypeDesc type_desc(const char *name, std::size_t size, uint32_t next_o
 #define JC_TYPE(T, fields) \
     ::jsoncodec::table::type_desc(#T, sizeof(T), ::jsoncodec::NO_OFFSET, fields, ::jsoncodec::table::name_order<fields>.data())
 #define JC_LIST_ELEMENT_TYPE(T, fields)                                                                        \
-    ::jsoncodec::table::type_desc(#T, sizeof(T), ::jsoncodec::table::offset_of<T *, decltype(T::next)>(offsetof(T, next)), \
+    ::jsoncodec::table::type_desc(#T, sizeof(T), ::jsoncodec::table::checked_offset<T *, decltype(T::next)>(offsetof(T, next)), \
                                   fields, ::jsoncodec::table::name_order<fields>.data())
 
 // An enum's allowed texts, in the order they are compared and listed.

@@ -298,7 +298,7 @@ int32_t write_text(const TypeDesc &type, const void *src, bool pretty, char **te
     Count count;
     TextOutput<Count> measure(count, pretty);
     TextOutput<Count>::Value made;
-    if (int32_t status = EncodeWalk(measure, Sink{errbuf, errlen, UnionTrials::Fast}).record(type, src, 0, 0, path, &made))
+    if (int32_t status = EncodeWalk(measure, FaultSink{errbuf, errlen}).record(type, src, 0, 0, path, &made))
         return status;
 
     json_malloc_t alloc = nullptr;
@@ -312,7 +312,7 @@ int32_t write_text(const TypeDesc &type, const void *src, bool pretty, char **te
     TextOutput<Write> writer(write, pretty);
     TextOutput<Write>::Value written;
     path_node root = root_node(type.name);
-    if (EncodeWalk(writer, Sink{nullptr, 0, UnionTrials::Fast}).record(type, src, 0, 0, &root, &written) != RMQC_OK ||
+    if (EncodeWalk(writer, FaultSink{nullptr, 0}).record(type, src, 0, 0, &root, &written) != RMQC_OK ||
         write.overrun || write.pos != write.end) {
         release(block);
         return GAVE_UP;

@@ -328,15 +328,12 @@ bool read_record_text(const TypeDesc &type, const char *json, void **tree) {
     path_node root_path = root_node(type.name);
     uint32_t match_count = 0;
     void *record = nullptr;
-    int32_t status = Walk<TextTree>(text, Sink{nullptr, 0, UnionTrials::Fast})
+    int32_t status = Walk<TextTree>(text, FaultSink{nullptr, 0})
                          .record(type, root, &record, nullptr, 0, &root_path, &match_count);
     // Nothing but blanks may follow the root.
     if (status == RMQC_OK && *skip_blanks(text.next()) != '\0') status = RMQC_ERR_DECODE;
     if (status != RMQC_OK) {
-        if (record != nullptr) {
-            release_record(type, record);
-            std::free(record);
-        }
+        free_frame(type, record);
         return false;
     }
     *tree = record;

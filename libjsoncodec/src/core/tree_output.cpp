@@ -42,7 +42,7 @@ int32_t encode_record(const TypeDesc &type, json_t **out, const void *src, int32
                       uint64_t errlen, path_node *path) {
     TreeOutput tree;
     *out = nullptr;
-    return EncodeWalk(tree, Sink{errbuf, errlen, UnionTrials::Fast}).record(type, src, depth, 0, path, out);
+    return EncodeWalk(tree, FaultSink{errbuf, errlen}).record(type, src, depth, 0, path, out);
 }
 
 }  // namespace jsoncodec

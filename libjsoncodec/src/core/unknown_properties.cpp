@@ -58,9 +58,9 @@ void report_unknown_properties(const TypeDesc &type, const void *record, const j
     path->child = &self;
     for (uint32_t i = 0; i < type.field_count; ++i) {
         const FieldDesc &field = type.fields[i];
-        if (!is_flagged(field, record)) continue;
+        if (!is_present(field, record)) continue;
         const json_t *item = json_object_get(object, field.name);
-        const void *slot = static_cast<const char *>(record) + field.offset;
+        const void *slot = field_address(record, field);
         name_node(&self, field.name, PATH_FIELD);
         switch (field.kind) {
             case Kind::Record:
@@ -80,9 +80,8 @@ void report_unknown_properties(const TypeDesc &type, const void *record, const j
                 break;
             }
             case Kind::Union: {
-                const uint8_t tag = at<uint8_t>(record, field.count_offset);
-                if (tag >= 1 && tag <= field.members->count)
-                    report_unknown_properties(*field.members->members[tag - 1], slot, item, &self, log);
+                if (const TypeDesc *member = selected_member(field, record))
+                    report_unknown_properties(*member, slot, item, &self, log);
                 break;
             }
             default:
