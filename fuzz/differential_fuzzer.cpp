@@ -16,14 +16,16 @@
 #include "action_schema.h"
 #include "export_frame.h"
 #include "policy_schema.h"
+#include "root_types.h"
 #include "rule_schema.h"
 
 namespace {
 
 using namespace jsoncodec;
 
-const TypeDesc *const roots[] = {&data_protection_policy_desc, &workflow_desc, &action_desc, &rule_desc,
-                                 &item_definition_desc};
+#define ROOT_TABLE(T, name_property, short_name) &T##_desc,
+const TypeDesc *const roots[] = {JSONCODEC_ROOT_TYPES(ROOT_TABLE)};
+#undef ROOT_TABLE
 char sentinel;
 
 void require(bool same, const char *what, const TypeDesc &type, const std::string &a = "", const std::string &b = "") {

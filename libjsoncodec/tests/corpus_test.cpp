@@ -10,12 +10,10 @@
 #include <sstream>
 #include <string>
 
-#include "root_calls.h"
+#include "documents.h"
 
 TEST(OutsideCorpus, EveryFileThroughEveryDecoder) {
-    const ErasedRoot decoders[] = {JSONCODEC_ERASED_ROOT(action), JSONCODEC_ERASED_ROOT(workflow),
-                                   JSONCODEC_ERASED_ROOT(data_protection_policy),
-                                   JSONCODEC_ERASED_ROOT(item_definition), JSONCODEC_ERASED_ROOT(rule)};
+    const auto &decoders = root_types;
     // After the root: the parser's message, its place and a newline; or a
     // schema fault naming the property it is about, if any, on one line.
     const std::regex parse_fault(R"(: JSON decode error\. JSON parsing error: [^\n]* in <string> line: -?\d+ col: -?\d+\n)");

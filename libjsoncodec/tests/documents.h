@@ -12,12 +12,15 @@
 #include <vector>
 
 #include "root_calls.h"
+#include "root_types.h"
 
-inline const ErasedRoot root_types[] = {JSONCODEC_ERASED_ROOT(data_protection_policy), JSONCODEC_ERASED_ROOT(workflow),
-                                        JSONCODEC_ERASED_ROOT(action), JSONCODEC_ERASED_ROOT(rule),
-                                        JSONCODEC_ERASED_ROOT(item_definition)};
+#define JSONCODEC_ERASED_ROOT_ENTRY(T, name_property, short_name) JSONCODEC_ERASED_ROOT(T),
+inline const ErasedRoot root_types[] = {JSONCODEC_ROOT_TYPES(JSONCODEC_ERASED_ROOT_ENTRY)};
+#undef JSONCODEC_ERASED_ROOT_ENTRY
 // How the name of an example file starts, for each of root_types.
-inline const char *const file_prefixes[] = {"policy", "workflow", "action", "rule", "item_definition"};
+#define JSONCODEC_SHORT_NAME(T, name_property, short_name) short_name,
+inline const char *const file_prefixes[] = {JSONCODEC_ROOT_TYPES(JSONCODEC_SHORT_NAME)};
+#undef JSONCODEC_SHORT_NAME
 
 // A document, and in trees() the tree it decodes to as its root type (a
 // tree only a program builds has no text).

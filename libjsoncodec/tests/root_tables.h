@@ -12,11 +12,16 @@
 #include "faults.h"
 #include "policy_schema.h"
 #include "root_calls.h"
+#include "root_types.h"
 #include "rule_schema.h"
 
+// The tables of the root types, in the order of their list.
+#define JSONCODEC_ROOT_TABLE(T, name_property, short_name) &jsoncodec::T##_desc,
+inline const jsoncodec::TypeDesc *const root_tables[] = {JSONCODEC_ROOT_TYPES(JSONCODEC_ROOT_TABLE)};
+#undef JSONCODEC_ROOT_TABLE
+
 inline const jsoncodec::TypeDesc &table_of(const ErasedRoot &root) {
-    using namespace jsoncodec;
-    for (const TypeDesc *table : {&data_protection_policy_desc, &workflow_desc, &action_desc, &rule_desc, &item_definition_desc})
+    for (const jsoncodec::TypeDesc *table : root_tables)
         if (std::strcmp(table->name, root.name) == 0) return *table;
     std::abort();
 }
