@@ -152,7 +152,7 @@ inline size_t utf8_width(int32_t code) { return code < 0x80 ? 1 : code < 0x800 ?
 // Reads the string token at `p` (its opening quote) into *token; false when
 // jansson would refuse it or read a NUL into it. `end` is the text's NUL:
 // the scan reads a block of bytes at a time while they lie before it.
-inline bool scan_string(const char *p, const char *end, StringToken *token) {
+[[gnu::always_inline]] inline bool scan_string(const char *p, const char *end, StringToken *token) {
     const char *at = p + 1;
     token->chars = at;
     size_t removed = 0;  // bytes the escapes take beyond their text
@@ -216,7 +216,7 @@ inline const char *pass_string(const char *p, const char *end) {
 
 // Writes the text of a token that scan_string accepted into `out`, which
 // has room for token.length bytes (no NUL is written).
-inline void unescape(const StringToken &token, char *out) {
+[[gnu::always_inline]] inline void unescape(const StringToken &token, char *out) {
     if (!token.escaped) {
         std::memcpy(out, token.chars, token.length);
         return;
