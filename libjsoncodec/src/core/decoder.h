@@ -112,6 +112,15 @@ class Walk {
     }
 
   private:
+    // What an array's or a list's value must be before any element is read:
+    // an array, of no more than MAX_ARRAY_SZ elements.
+    int32_t array_fault(bool is_array, size_t size, const FieldDesc &field, path_node *path) {
+        if (!is_array) return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_ARRAY, field.name, text::array_expected);
+        if (size > MAX_ARRAY_SZ)
+            return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_ARRAY, field.name, text::array_too_large);
+        return RMQC_OK;
+    }
+
     int32_t string(const FieldDesc &field, Value value, void *record, path_node *path) {
         if (!tree_.is_string(value))
             return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_FIELD, field.name, text::string_expected);
@@ -134,10 +143,7 @@ class Walk {
 
     int32_t array(const FieldDesc &field, Value value, void *record, path_node *path) {
         size_t size = 0;
-        if (!tree_.array_size(value, &size))
-            return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_ARRAY, field.name, text::array_expected);
-        if (size > MAX_ARRAY_SZ)
-            return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_ARRAY, field.name, text::array_too_large);
+        if (int32_t fault = array_fault(tree_.array_size(value, &size), size, field, path)) return fault;
         void *block = std::calloc(size, sizeof(int64_t));
         if (block == nullptr && size > 0)
             return report_fixed(RMQC_ERR_NOMEM, sink_, path, PATH_ARRAY, field.name, text::array_alloc);
@@ -175,10 +181,7 @@ class Walk {
         void *link = field_address(record, field);
         store_pointer(link, nullptr);
         size_t size = 0;
-        if (!tree_.list_size(value, &size))
-            return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_ARRAY, field.name, text::array_expected);
-        if (size > MAX_ARRAY_SZ)
-            return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_ARRAY, field.name, text::array_too_large);
+        if (int32_t fault = array_fault(tree_.list_size(value, &size), size, field, path)) return fault;
         path_node *self = path->child;
         int32_t first = RMQC_OK;
         int32_t status = tree_.each(value, [&](size_t i, Value item) -> int32_t {

@@ -83,14 +83,8 @@ uint64_t format_path(char *buf, uint64_t size, path_node *path, int32_t index, c
 namespace {
 
 // The pointer text as it is written, counted in full however much fits.
-struct PointerText {
-    char *buf;
-    uint64_t size;
-    uint64_t length = 0;
-    void put(char c) {
-        if (length + 1 < size) buf[length] = c;
-        ++length;
-    }
+struct PointerText : BoundedText {
+    using BoundedText::BoundedText;
     void segment(const char *name) {
         put('/');
         for (; *name != '\0'; ++name) {
@@ -121,11 +115,10 @@ struct PointerText {
 }  // namespace
 
 uint64_t format_pointer(char *buf, uint64_t size, const path_node *path, int32_t index, const char *name) {
-    PointerText text{buf, size};
+    PointerText text(buf, size);
     text.chain(path);
     if (name != nullptr) text.node(name, index);
-    if (size > 0) buf[text.length < size ? text.length : size - 1] = '\0';
-    return text.length;
+    return text.length();
 }
 
 int32_t report_error(const char *detail, int32_t code, char *errbuf, uint64_t errlen, path_node *path, int32_t index,

@@ -40,6 +40,32 @@ inline path_node enter_node(path_node *parent) {
 int bounded_format(char *buf, uint64_t size, const char *format, ...) __attribute__((format(printf, 3, 4)));
 int bounded_vformat(char *buf, uint64_t size, const char *format, va_list args);
 
+// Text built piece by piece into a buffer of `size` bytes: kept
+// NUL-terminated (when size > 0) and cut where the buffer ends, while
+// length() counts all that was given.
+class BoundedText {
+  public:
+    BoundedText(char *buf, uint64_t size) : buf_(buf), size_(size) {
+        if (size_ > 0) buf_[0] = '\0';
+    }
+    void put(char c) {
+        if (length_ + 1 < size_) {
+            buf_[length_] = c;
+            buf_[length_ + 1] = '\0';
+        }
+        ++length_;
+    }
+    void append(const char *text) {
+        for (; *text != '\0'; ++text) put(*text);
+    }
+    uint64_t length() const { return length_; }
+
+  private:
+    char *buf_;
+    uint64_t size_;
+    uint64_t length_ = 0;
+};
+
 // Writes the path text into `buf`. With `name` NULL the leaf is `path`;
 // otherwise the leaf is `path->child`, renamed to `name`/`index`. Returns
 // the characters counted, which equals `size` when the text was cut.

@@ -22,21 +22,17 @@ void log_fault(FaultSink sink, int32_t code, path_node *path, int32_t index, con
 
 int32_t report_enum(int32_t code, FaultSink sink, path_node *node, const EnumDesc &allowed, const char *text) {
     // "String based enum fails to match one of: [ 'a', 'b' ]. "
-    char detail[DETAIL_SIZE];
-    size_t used = 0;
-    auto append = [&](const char *piece) {
-        int needed = bounded_format(detail + used, sizeof detail - used, "%s", piece);
-        if (needed > 0) used += std::min(static_cast<size_t>(needed), sizeof detail - 1 - used);
-    };
     if (sink.len == 0 && sink.log == nullptr) return code;
-    append(text::enum_head);
+    char detail[DETAIL_SIZE];
+    BoundedText list(detail, sizeof detail);
+    list.append(text::enum_head);
     for (uint32_t i = 0; i < allowed.count; ++i) {
-        if (i > 0) append(", ");
-        append("'");
-        append(allowed.values[i]);
-        append("'");
+        if (i > 0) list.append(", ");
+        list.put('\'');
+        list.append(allowed.values[i]);
+        list.put('\'');
     }
-    append(text::enum_tail);
+    list.append(text::enum_tail);
     Suggestion suggestion;
     if (sink.log != nullptr && text != nullptr) suggestion.consider(allowed, text);
     return report_fixed(code, sink, node, 0, nullptr, detail, false, suggestion.best);

@@ -27,12 +27,13 @@ bool knows(const TypeDesc &type, const char *key) {
 void report(const TypeDesc &type, const char *key, path_node *path, FaultLog &log) {
     Suggestion suggestion;
     for (uint32_t i = 0; i < type.field_count; ++i) suggestion.consider(type.fields[i].name, key);
-    char line[FAULT_LINE_SIZE];
-    uint64_t used = format_path(line, sizeof line, path, 0, nullptr);
-    if (used + 2 < sizeof line) {
-        bounded_format(line + used, sizeof line - used, ": ");
-        bounded_format(line + used + 2, sizeof line - used - 2, UNKNOWN_PROPERTY, key, type.name);
-    }
+    char place[FAULT_LINE_SIZE], detail[DETAIL_SIZE], line[FAULT_LINE_SIZE];
+    format_path(place, sizeof place, path, 0, nullptr);
+    bounded_format(detail, sizeof detail, UNKNOWN_PROPERTY, key, type.name);
+    BoundedText text(line, sizeof line);
+    text.append(place);
+    text.append(": ");
+    text.append(detail);
     // Without room for the pointer the warning is placed at the whole document.
     const uint64_t length = format_pointer(nullptr, 0, path, PATH_FIELD, key);
     char *pointer = static_cast<char *>(std::malloc(length + 1));
