@@ -143,7 +143,8 @@ class Walk {
 
     int32_t array(const FieldDesc &field, Value value, void *record, path_node *path) {
         size_t size = 0;
-        if (int32_t fault = array_fault(tree_.array_size(value, &size), size, field, path)) return fault;
+        const bool is_array = tree_.array_size(value, &size);
+        if (int32_t fault = array_fault(is_array, size, field, path)) return fault;
         void *block = std::calloc(size, sizeof(int64_t));
         if (block == nullptr && size > 0)
             return report_fixed(RMQC_ERR_NOMEM, sink_, path, PATH_ARRAY, field.name, text::array_alloc);
@@ -181,7 +182,8 @@ class Walk {
         void *link = field_address(record, field);
         store_pointer(link, nullptr);
         size_t size = 0;
-        if (int32_t fault = array_fault(tree_.list_size(value, &size), size, field, path)) return fault;
+        const bool is_array = tree_.list_size(value, &size);
+        if (int32_t fault = array_fault(is_array, size, field, path)) return fault;
         path_node *self = path->child;
         int32_t first = RMQC_OK;
         int32_t status = tree_.each(value, [&](size_t i, Value item) -> int32_t {
