@@ -38,7 +38,7 @@
 #include <vector>
 
 #include "alloc_count.h"
-#include "export_frame.h"
+#include "exports.h"
 #include "generator.h"
 #include "interleaved.h"
 #include "jsoncodec.h"
@@ -96,7 +96,7 @@ std::string refused_text;  // the 10 MB policy, its last action damaged
 using Decoder = int32_t (*)(data_protection_policy **, const char *, char *, uint64_t);
 
 int32_t decode_jansson(data_protection_policy **out, const char *json, char *line, uint64_t length) {
-    return jsoncodec::json_to_frame_jansson(jsoncodec::data_protection_policy_desc, out, json, line, length);
+    return jsoncodec::decode_export_through_jansson(jsoncodec::data_protection_policy_desc, out, json, line, length);
 }
 
 data_protection_policy *decode_or_abort(const PolicyCase &c) {

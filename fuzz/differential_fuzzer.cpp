@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "action_schema.h"
-#include "export_frame.h"
+#include "exports.h"
 #include "policy_schema.h"
 #include "root_types.h"
 #include "rule_schema.h"
@@ -93,7 +93,7 @@ struct Outcome {
 Outcome decode(bool fast, const TypeDesc &type, const char *text, uint64_t errlen) {
     std::string buf(errlen, 'x');
     Outcome o{0, &sentinel, ""};
-    o.status = (fast ? json_to_frame : json_to_frame_jansson)(type, &o.out, text, buf.data(), errlen);
+    o.status = (fast ? decode_export : decode_export_through_jansson)(type, &o.out, text, buf.data(), errlen);
     o.line = buf;
     return o;
 }
@@ -101,7 +101,7 @@ Outcome decode(bool fast, const TypeDesc &type, const char *text, uint64_t errle
 Outcome encode(bool fast, const TypeDesc &type, const void *tree, int32_t pretty) {
     std::string buf(1024, 'x');
     char *text = &sentinel;
-    Outcome o{(fast ? json_from_frame : json_from_frame_jansson)(type, tree, &text, buf.data(), buf.size(), pretty, "NULL"),
+    Outcome o{(fast ? encode_export : encode_export_through_jansson)(type, tree, &text, buf.data(), buf.size(), pretty, "NULL"),
               nullptr, buf};
     if (text != &sentinel && text != nullptr) o.line += text;
     if (text != &sentinel) std::free(text);
@@ -182,8 +182,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
                     for (unsigned k = 0; k < 4 && !sites.empty(); ++k)
                         damage_and_encode(*type, fast.out, sites[(hash + k * 7919) % sites.size()], hash / 7 + k);
                 }
-                free_frame(*type, fast.out);
-                free_frame(*type, slow.out);
+                free_export(*type, fast.out);
+                free_export(*type, slow.out);
             }
         }
     }

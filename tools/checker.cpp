@@ -80,7 +80,7 @@ Verdict check_document(std::string_view type, const std::string &text, bool ever
     if (root == nullptr) return Verdict::out_of_memory;
     try {
         Collector log(every, limit, out);
-        if (jsoncodec::check_frame(*root->desc, text.c_str(), log) == RMQC_OK) return Verdict::valid;
+        if (jsoncodec::check_walk(*root->desc, text.c_str(), log) == RMQC_OK) return Verdict::valid;
         if (log.out_of_memory || out.faults.empty()) return Verdict::out_of_memory;
         place_faults(text, out.faults);
         for (Fault &fault : out.faults)

@@ -14,7 +14,7 @@
 #include <set>
 
 #include "documents.h"
-#include "export_frame.h"
+#include "exports.h"
 #include "heap_injector.h"
 #include "root_tables.h"
 
@@ -83,9 +83,9 @@ Outcome run(const Document &doc, int32_t pretty, uint64_t k) {
     char **out_json = reinterpret_cast<char **>(&out);
     const int32_t status =
         pretty == kDecode
-            ? (through_jansson ? jsoncodec::json_to_frame_jansson(table, &out, doc.text.c_str(), line.data(), line.size() + 1)
+            ? (through_jansson ? jsoncodec::decode_export_through_jansson(table, &out, doc.text.c_str(), line.data(), line.size() + 1)
                                : doc.root->to(&out, doc.text.c_str(), line.data(), line.size() + 1))
-            : (through_jansson ? jsoncodec::json_from_frame_jansson(table, doc.tree.get(), out_json, line.data(),
+            : (through_jansson ? jsoncodec::encode_export_through_jansson(table, doc.tree.get(), out_json, line.data(),
                                                                      line.size() + 1, pretty, "")
                                : doc.root->from(doc.tree.get(), out_json, line.data(), line.size() + 1, pretty));
     Outcome o{status, line.c_str(), "", out == sentinel ? Out::Unchanged : out ? Out::Set : Out::Null, 0};
@@ -218,7 +218,7 @@ TEST(AllocationFailure, CheckingWalkGoesOnAndLeavesNothingAlive) {
             const int code = in_child([&] {
                 RecordedFaults log(true);
                 injector.arm(k);
-                const int32_t status = jsoncodec::check_frame(table_of(*doc.root), doc.text.c_str(), log);
+                const int32_t status = jsoncodec::check_walk(table_of(*doc.root), doc.text.c_str(), log);
                 injector.disarm();
                 const bool fine = injector.live.empty() && (status == RMQC_OK) == log.lines.empty() &&
                                   (status == RMQC_OK || status == RMQC_ERR_DECODE || status == RMQC_ERR_NOMEM);

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "codec.h"
-#include "export_frame.h"
+#include "exports.h"
 #include "faults.h"
 #include "table.h"
 
@@ -270,7 +270,7 @@ TEST(EngineCheck, EveryFaultWithItsPointerAndHint) {
         SCOPED_TRACE(row.json);
         for (bool every : {true, false}) {
             Log log(every);
-            EXPECT_EQ(check_frame(row.type, row.json.c_str(), log), 202);
+            EXPECT_EQ(check_walk(row.type, row.json.c_str(), log), 202);
             EXPECT_EQ(log.seen, every ? row.faults : std::vector<std::string>{row.faults[0]});
         }
     }
@@ -312,7 +312,7 @@ TEST(EngineCheck, UnknownPropertiesAreWarnedOfWithTheNearestName) {
     for (const auto &row : rows) {
         SCOPED_TRACE(row.json);
         Log log;
-        check_frame(row.type, row.json.c_str(), log);
+        check_walk(row.type, row.json.c_str(), log);
         EXPECT_EQ(log.seen, row.seen);
     }
 }
@@ -385,7 +385,7 @@ TEST(EngineEncode, ListsPastTheCapAndListsThatLoopAreRefused) {
         h.s.items = chain.data();
         char buf[512] = "";
         char *json = nullptr;
-        int32_t status = (through_text ? json_from_frame : json_from_frame_jansson)(sample_desc, &h.s, &json, buf,
+        int32_t status = (through_text ? encode_export : encode_export_through_jansson)(sample_desc, &h.s, &json, buf,
                                                                                     sizeof buf, 0, "");
         EXPECT_EQ(status, 203);
         EXPECT_EQ(json, nullptr);

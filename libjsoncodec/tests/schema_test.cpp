@@ -148,7 +148,7 @@ TEST(Decode, RefusedDocumentsNameTheirPlace) {
         // The checking walk's first fault is the export's, whether it goes on or not.
         for (bool every : {false, true}) {
             RecordedFaults log(every);
-            EXPECT_EQ(jsoncodec::check_frame(table_of(r.root), r.json.c_str(), log), RMQC_ERR_DECODE);
+            EXPECT_EQ(jsoncodec::check_walk(table_of(r.root), r.json.c_str(), log), RMQC_ERR_DECODE);
             ASSERT_FALSE(log.lines.empty());
             EXPECT_EQ(log.lines[0], r.line);
             EXPECT_TRUE(every || log.lines.size() == 1);

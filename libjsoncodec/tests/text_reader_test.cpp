@@ -8,7 +8,7 @@
 #include <string>
 
 #include "documents.h"
-#include "export_frame.h"
+#include "exports.h"
 #include "generator.h"
 #include "heap_injector.h"
 #include "rule_schema.h"
@@ -37,7 +37,7 @@ Outcome decode_rule_text(const std::string &text, bool through_jansson) {
     char line[512] = "";
     void *tree = nullptr;
     Outcome o;
-    o.status = (through_jansson ? jsoncodec::json_to_frame_jansson : jsoncodec::json_to_frame)(
+    o.status = (through_jansson ? jsoncodec::decode_export_through_jansson : jsoncodec::decode_export)(
         rule_desc, &tree, text.c_str(), line, sizeof line);
     o.line = line;
     if (tree != nullptr) {

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "export_frame.h"
+#include "exports.h"
 #include "table.h"
 #include "text_output.h"
 
@@ -29,7 +29,7 @@ bool compare(const void *src) {
     bool written = true;
     for (int32_t pretty : {0, 1}) {
         char line[512], *tree = nullptr, *text = write_record_text(probe_desc, src, pretty != 0);
-        json_from_frame_jansson(probe_desc, src, &tree, line, sizeof line, pretty, "");
+        encode_export_through_jansson(probe_desc, src, &tree, line, sizeof line, pretty, "");
         EXPECT_STREQ(text, tree) << line;
         written = written && text != nullptr, std::free(text), std::free(tree);
     }

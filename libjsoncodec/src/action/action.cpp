@@ -2,7 +2,7 @@
 // action itself, with the action exports.
 #include "action_schema.h"
 #include "backup_schema.h"
-#include "export_frame.h"
+#include "exports.h"
 #include "notification_schema.h"
 
 namespace jsoncodec {

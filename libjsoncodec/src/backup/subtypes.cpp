@@ -3,7 +3,7 @@
 // allowed text, so a try of the wrong subtype fails before it counts
 // anything.
 #include "backup_schema.h"
-#include "export_frame.h"
+#include "exports.h"
 
 namespace jsoncodec {
 

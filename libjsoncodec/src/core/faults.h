@@ -56,7 +56,7 @@ inline constexpr uint64_t FAULT_LINE_SIZE = 4096;
 // Decodes `json` as `type` through jansson, as rmqc_json_to_<T> does, and
 // reports its faults to `log`. The first fault reported and the status
 // returned are the export's. The tree is released.
-int32_t check_frame(const TypeDesc &type, const char *json, FaultLog &log);
+int32_t check_walk(const TypeDesc &type, const char *json, FaultLog &log);
 
 // The allowed text nearest to `text` by edit distance, when within two
 // edits; a text that differs only in case counts as one edit. `best` and

@@ -19,7 +19,7 @@
 #include <cstring>
 
 #include "decoder.h"
-#include "export_frame.h"
+#include "exports.h"
 #include "json_text.h"
 
 namespace jsoncodec {
@@ -333,7 +333,7 @@ bool read_record_text(const TypeDesc &type, const char *json, void **tree) {
     // Nothing but blanks may follow the root.
     if (status == RMQC_OK && *skip_blanks(text.next()) != '\0') status = RMQC_ERR_DECODE;
     if (status != RMQC_OK) {
-        free_frame(type, record);
+        free_export(type, record);
         return false;
     }
     *tree = record;

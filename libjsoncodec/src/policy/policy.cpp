@@ -1,7 +1,7 @@
 // Workflows and the data protection policy, with their exports. A policy
 // owns its chain of workflows, each workflow its chain of actions.
 #include "action_schema.h"
-#include "export_frame.h"
+#include "exports.h"
 #include "notification_schema.h"
 #include "policy_schema.h"
 

@@ -3,7 +3,7 @@
 // property is a plain string.
 #include "rule_schema.h"
 
-#include "export_frame.h"
+#include "exports.h"
 
 namespace jsoncodec {
 

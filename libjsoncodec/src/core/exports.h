@@ -1,4 +1,4 @@
-// The common frame of the exported conversions. Each root record type's
+// The exported conversions' common code. Each root record type's
 // exports are thin calls of these, declared beside the type's table with
 // JSONCODEC_ROOT_EXPORTS.
 #pragma once
@@ -13,11 +13,11 @@ namespace jsoncodec {
 // is decoded by the one-pass reader when the reader reads it exactly as
 // jansson does and it decodes in full; any other goes through jansson,
 // which gives the status and the line.
-int32_t json_to_frame(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen);
+int32_t decode_export(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen);
 
-// rmqc_json_to_<T> through jansson alone: what json_to_frame returns in
+// rmqc_json_to_<T> through jansson alone: what decode_export returns in
 // every case, by the path that decides refusals.
-int32_t json_to_frame_jansson(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen);
+int32_t decode_export_through_jansson(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen);
 
 // The tree of `json` decoded as `type` by the one-pass reader, straight from
 // the text into *tree, when the reader reads the text exactly as jansson
@@ -29,20 +29,20 @@ bool read_record_text(const TypeDesc &type, const char *json, void **tree);
 // NULL `out_json`. The text is written straight from the record
 // (write_record_text) and made through a jansson tree only when the writer
 // gives up.
-int32_t json_from_frame(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
+int32_t encode_export(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
                         int32_t pretty, const char *null_output_message);
 
 // The same conversion through a jansson tree serialised by jansson, as the
-// exports did before the direct writer: what json_from_frame falls back on,
+// exports did before the direct writer: what encode_export falls back on,
 // and the reference its text is compared with.
-int32_t json_from_frame_jansson(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
+int32_t encode_export_through_jansson(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
                              int32_t pretty, const char *null_output_message);
 
 // rmqc_free_<T>: release and free; NULL does nothing.
-void free_frame(const TypeDesc &type, void *record);
+void free_export(const TypeDesc &type, void *record);
 
 // rmqc_destroy_<T>: release and zero-fill; NULL does nothing.
-void destroy_frame(const TypeDesc &type, void *record);
+void destroy_export(const TypeDesc &type, void *record);
 
 }  // namespace jsoncodec
 
@@ -50,15 +50,15 @@ void destroy_frame(const TypeDesc &type, void *record);
 // `desc`. Must be expanded at global scope.
 #define JSONCODEC_ROOT_EXPORTS(T, desc)                                                                   \
     extern "C" int32_t rmqc_json_to_##T(T **out, const char *json, char *errbuf, uint64_t errlen) {       \
-        return ::jsoncodec::json_to_frame(desc, out, json, errbuf, errlen);                               \
+        return ::jsoncodec::decode_export(desc, out, json, errbuf, errlen);                               \
     }                                                                                                     \
     extern "C" int32_t rmqc_json_from_##T(const T *src, char **out_json, char *errbuf, uint64_t errlen,   \
                                           int32_t pretty) {                                               \
-        return ::jsoncodec::json_from_frame(desc, src, out_json, errbuf, errlen, pretty,                  \
+        return ::jsoncodec::encode_export(desc, src, out_json, errbuf, errlen, pretty,                  \
                                             "Output parameter to rmqc_json_from_" #T " was NULL");        \
     }                                                                                                     \
-    extern "C" void rmqc_free_##T(T *p) { ::jsoncodec::free_frame(desc, p); }
+    extern "C" void rmqc_free_##T(T *p) { ::jsoncodec::free_export(desc, p); }
 
 // The exported release routine of type T.
 #define JSONCODEC_DESTROY_EXPORT(T, desc) \
-    extern "C" void rmqc_destroy_##T(T *p) { ::jsoncodec::destroy_frame(desc, p); }
+    extern "C" void rmqc_destroy_##T(T *p) { ::jsoncodec::destroy_export(desc, p); }

@@ -1,6 +1,6 @@
-// The exports' common frame: argument checks, parsing, the root path node,
+// The exports' common code: argument checks, parsing, the root path node,
 // release of partial trees, serialisation.
-#include "export_frame.h"
+#include "exports.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -121,7 +121,7 @@ int32_t decode_document(const TypeDesc &type, void *out, const char *json, char 
         if (void *decoded = load_pointer(out)) report_unknown_properties(type, decoded, document, &record, *log);
     }
     if (status != RMQC_OK) {
-        free_frame(type, load_pointer(out));
+        free_export(type, load_pointer(out));
         store_pointer(out, nullptr);
     }
     json_decref(document);
@@ -163,39 +163,39 @@ int32_t encode_document(const TypeDesc &type, const void *src, char **out_json, 
 
 }  // namespace
 
-int32_t json_to_frame(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen) {
+int32_t decode_export(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen) {
     return decode_document(type, out, json, errbuf, errlen, true);
 }
 
-int32_t json_to_frame_jansson(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen) {
+int32_t decode_export_through_jansson(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen) {
     return decode_document(type, out, json, errbuf, errlen, false);
 }
 
-int32_t check_frame(const TypeDesc &type, const char *json, FaultLog &log) {
+int32_t check_walk(const TypeDesc &type, const char *json, FaultLog &log) {
     char line[FAULT_LINE_SIZE];
     void *tree = nullptr;
     int32_t status = decode_document(type, &tree, json, line, sizeof line, false, &log);
-    free_frame(type, tree);
+    free_export(type, tree);
     return status;
 }
 
-int32_t json_from_frame(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
+int32_t encode_export(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
                         int32_t pretty, const char *null_output_message) {
     return encode_document(type, src, out_json, errbuf, errlen, pretty, null_output_message, true);
 }
 
-int32_t json_from_frame_jansson(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
+int32_t encode_export_through_jansson(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
                                 int32_t pretty, const char *null_output_message) {
     return encode_document(type, src, out_json, errbuf, errlen, pretty, null_output_message, false);
 }
 
-void free_frame(const TypeDesc &type, void *record) {
+void free_export(const TypeDesc &type, void *record) {
     if (record == nullptr) return;
     release_record(type, record);
     std::free(record);
 }
 
-void destroy_frame(const TypeDesc &type, void *record) {
+void destroy_export(const TypeDesc &type, void *record) {
     if (record != nullptr) release_record(type, record);
 }
 
