@@ -12,7 +12,10 @@
 //
 //   Value                         what a value becomes: a jansson value, or
 //                                 nothing for text written in place
-//   GIVES_UP                      whether string() may give up
+//   CHECKS                        false for an output that only ever writes a
+//                                 record another run has checked: the enum
+//                                 texts are not compared again
+//   MAKES_VALUES                  whether Value is a value that may be none
 //   object(&v, level), array(&v)  opens a container; false when it cannot
 //                                 be made (jansson, out of memory)
 //   close(v, empty, level, bracket)
@@ -87,10 +90,13 @@ class EncodeWalk {
         const void *slot = field_address(record, field);
         switch (field.kind) {
             case Kind::Enum:
-                name_node(self, field.name, PATH_FIELD);
-                if (int32_t status = check_enum(*field.allowed, at<char *>(record, field.offset), RMQC_ERR_ENCODE,
-                                                sink_.buf, sink_.len, self))
-                    return status;
+                // A second run over a record the first one checked need not check again.
+                if constexpr (Output::CHECKS) {
+                    name_node(self, field.name, PATH_FIELD);
+                    if (int32_t status = check_enum(*field.allowed, at<char *>(record, field.offset), RMQC_ERR_ENCODE,
+                                                    sink_.buf, sink_.len, self))
+                        return status;
+                }
                 [[fallthrough]];
             case Kind::String: {
                 const char *text = at<char *>(record, field.offset);

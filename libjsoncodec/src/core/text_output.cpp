@@ -225,6 +225,7 @@ class TextOutput {
   public:
     struct Value {};  // the text is written in place
     static constexpr bool MAKES_VALUES = false;
+    static constexpr bool CHECKS = Bytes::checks;
 
     TextOutput(Bytes &bytes, bool pretty) : bytes_(bytes), pretty_(pretty) {}
 

@@ -16,6 +16,7 @@ class TreeOutput {
   public:
     using Value = json_t *;
     static constexpr bool MAKES_VALUES = true;
+    static constexpr bool CHECKS = true;
 
     static bool object(Value *made, size_t) { return (*made = json_object()) != nullptr; }
     static bool array(Value *made) { return (*made = json_array()) != nullptr; }
