@@ -3,6 +3,7 @@
 #include "checker.h"
 
 #include <new>
+#include <unordered_set>
 
 #include "action_schema.h"
 #include "faults.h"
@@ -24,11 +25,14 @@ const Root roots[] = {ROOT_TYPES(ROOT_DESC)};
 #undef ROOT_DESC
 
 // Copies each fault the walk reports, whose texts live only during add().
+// The limit counts errors: the warnings, which come after them, are all kept.
 class Collector final : public jsoncodec::FaultLog {
   public:
-    Collector(bool every, size_t limit, Checked &out) : FaultLog(every), limit_(limit), out_(out) {}
+    Collector(bool every, size_t limit, Checked &out) : FaultLog(every), limit_(limit), out_(out) {
+        unknown_properties = true;
+    }
     void add(const jsoncodec::Fault &fault) override {
-        if (limit_ != 0 && out_.faults.size() == limit_) {  // one fault more than the limit: stop here
+        if (!fault.unknown_property && limit_ != 0 && errors_ == limit_) {  // one error more than the limit
             out_.stopped = true;
             every_fault = false;
             return;
@@ -44,6 +48,13 @@ class Collector final : public jsoncodec::FaultLog {
             copy.missing = fault.missing;
             copy.parse_line = fault.parse_line;
             copy.parse_column = fault.parse_column;
+            if (fault.unknown_property) {
+                copy.severity = Severity::warning;
+                copy.at_key = true;
+                ++out_.warnings;
+            } else {
+                ++errors_;
+            }
         } catch (const std::bad_alloc &) {
             out_of_memory = true;
             every_fault = false;
@@ -53,8 +64,31 @@ class Collector final : public jsoncodec::FaultLog {
 
   private:
     size_t limit_;
+    size_t errors_ = 0;
     Checked &out_;
 };
+
+// The pointer of the object that holds the property `pointer` names.
+std::string_view parent_of(std::string_view pointer) { return pointer.substr(0, pointer.rfind('/')); }
+
+// A missing required property whose object holds a key the warnings take
+// for a near miss of its name is given that name as its hint, so that its
+// error says what its warning says. The names of record properties need no
+// escaping in a pointer.
+void hint_missing(std::vector<Fault> &faults) {
+    std::unordered_set<std::string> near_misses;  // the object's pointer, a NUL, the name meant
+    for (const Fault &fault : faults)
+        if (fault.severity == Severity::warning && !fault.hint.empty())
+            near_misses.insert(std::string(parent_of(fault.pointer)) + '\0' + fault.hint);
+    if (near_misses.empty()) return;
+    for (Fault &fault : faults) {
+        if (!fault.missing || !fault.hint.empty()) continue;
+        const size_t slash = fault.pointer.rfind('/');
+        if (slash == std::string::npos) continue;
+        std::string key = fault.pointer.substr(0, slash) + '\0' + fault.pointer.substr(slash + 1);
+        if (near_misses.count(key) != 0) fault.hint = fault.pointer.substr(slash + 1);
+    }
+}
 
 bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
@@ -80,12 +114,14 @@ Verdict check_document(std::string_view type, const std::string &text, bool ever
     if (root == nullptr) return Verdict::out_of_memory;
     try {
         Collector log(every, limit, out);
-        if (jsoncodec::check_frame(*root->desc, text.c_str(), log) == RMQC_OK) return Verdict::valid;
-        if (log.out_of_memory || out.faults.empty()) return Verdict::out_of_memory;
+        const bool valid = jsoncodec::check_frame(*root->desc, text.c_str(), log) == RMQC_OK;
+        if (log.out_of_memory || (!valid && out.faults.size() == out.warnings)) return Verdict::out_of_memory;
+        if (out.faults.empty()) return Verdict::valid;
+        hint_missing(out.faults);
         place_faults(text, out.faults);
         for (Fault &fault : out.faults)
             if (fault.parse_line != 0) fault.note = parse_note(text, fault.message);
-        return Verdict::refused;
+        return valid ? Verdict::valid : Verdict::refused;
     } catch (const std::bad_alloc &) {
         out = Checked{};
         return Verdict::out_of_memory;
