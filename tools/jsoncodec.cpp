@@ -473,11 +473,14 @@ int report_document(const Run &run, const std::string &label, const std::string 
 }
 
 // Puts the canonical text `json` of the document read from `path` (whose
-// text was `text`) where the run's destination says.
+// text was `text`, with `unknown` properties its type does not know, which
+// the canonical text lacks) where the run's destination says; but, so that
+// no value is dropped unasked, not over the file without --drop-unknown,
+// and nowhere under --strict.
 int put_formatted(const Run &run, const char *path, const Rewritable &file, const std::string &text,
                   std::string_view json, size_t unknown) {
     const std::string name = path != nullptr ? printable(path) : STDIN_LABEL;
-    if (unknown > 0 && run.strict) {
+    if (unknown > 0 && run.strict && run.destination != Destination::compare) {
         fprintf(stderr, "jsoncodec: %s: not formatted: --strict refuses the %zu propert%s its type does not know\n",
                 name.c_str(), unknown, unknown == 1 ? "y" : "ies");
         return EXIT_REFUSED;

@@ -272,6 +272,7 @@ run 0 format "$work/mis.json" && [ "$(grep -c ': warning: ' "$work/err")" -eq 6 
     has err "jsoncodec: cannot rewrite '$work/mis.json': it holds 6 properties its type does not know" &&
     run 1 format --check "$work/mis.json" && is out "$work/mis.json" &&
     has err "jsoncodec: $work/mis.json: not in canonical form: it holds 6 properties its type does not know, which format would drop" &&
+    run 1 format --check --strict "$work/mis.json" && is out "$work/mis.json" &&
     run 0 format -i --drop-unknown --no-warnings "$work/mis.json" && empty err && cmp -s "$work/dropped.json" "$work/mis.json"
 verdict "format warns and goes on; format -i keeps a file with unknown properties unless --drop-unknown; --check says why"
 
