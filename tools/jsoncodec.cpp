@@ -146,10 +146,13 @@ void print_name_properties(FILE *to) {
 }
 
 constexpr const char synopsis[] =
-    "usage: jsoncodec check  [--type TYPE] [--first | --max-faults=N] [--strict | --no-warnings]\n"
-    "                        [--format=text|json|sarif|github] [--color=WHEN] [FILE...]\n"
-    "       jsoncodec format [--type TYPE] [--compact] [--strict | --no-warnings] [--color=WHEN] [FILE]\n"
-    "       jsoncodec format [--type TYPE] [--compact] [--strict | --no-warnings | --drop-unknown]\n"
+    "usage: jsoncodec check  [--type TYPE] [--first | --max-faults=N]\n"
+    "                        [--strict | --no-warnings] [--color=WHEN]\n"
+    "                        [--format=text|json|sarif|github] [FILE...]\n"
+    "       jsoncodec format [--type TYPE] [--compact] [--strict | --no-warnings]\n"
+    "                        [--color=WHEN] [FILE]\n"
+    "       jsoncodec format [--type TYPE] [--compact]\n"
+    "                        [--strict | --no-warnings | --drop-unknown]\n"
     "                        [--color=WHEN] (-i | --check) FILE...\n"
     "       jsoncodec schema [--strict] TYPE\n"
     "       jsoncodec --help | --version\n";
