@@ -27,7 +27,8 @@ enum class Verdict { valid, refused, out_of_memory };
 // a warning for each property that the record type it belongs to does not
 // know, in every record the walk decoded, whatever the limit; a required
 // property that is missing gets the hint of a warning in its object that
-// names it as the nearest. A fault of a text that does not parse gets a note
+// names it as the nearest, or, in a union member that did not match, of a
+// key there that no record type knows, within two edits of its name. A fault of a text that does not parse gets a note
 // when its line is cryptic. The verdict is valid when there is no error,
 // warnings or none. out_of_memory also stands for a type that is not a root
 // type.

@@ -118,7 +118,8 @@ run 0 check "$mis" && empty out && sed -n "$places" "$work/err" >"$work/places" 
 verdict "each unknown property is a warning at its key, with the nearest name as a note; warnings alone exit 0"
 
 # A misspelt required property: the error of the missing one names the
-# near-miss key's intended name too; errors and warnings interleave by place.
+# near-miss key's intended name too, also inside a union member that did
+# not match; errors and warnings interleave by place.
 printf '{"rulename": "r", "ruleItem_Definitions": [{"item_definitionType": 1, "item_definitionValu": "x"}]}\n' >"$work/near.json"
 run 1 check --type rule "$work/near.json" && sed -n "$places" "$work/err" >"$work/places" &&
     printf '%s\n' "$work/near.json:1:1: error: <rule>.ruleName" "$work/near.json:1:1: note: did you mean 'ruleName'?" \
@@ -129,7 +130,9 @@ run 1 check --type rule "$work/near.json" && sed -n "$places" "$work/err" >"$wor
     run 1 check --type rule --max-faults=1 "$work/near.json" && [ "$(grep -c ': error: ' "$work/err")" -eq 1 ] &&
     [ "$(grep -c ': warning: ' "$work/err")" -eq 2 ] && has err "the check stopped after 1 faults" &&
     run 1 check --type rule --first "$work/near.json" && [ "$(grep -c ': error: ' "$work/err")" -eq 1 ] &&
-    [ "$(grep -c ': warning: ' "$work/err")" -eq 1 ]  # the walk stopped before the item
+    [ "$(grep -c ': warning: ' "$work/err")" -eq 1 ] &&  # the walk stopped before the item
+    sed 's/"abRetentionPeriod"/"abRetentionPeriode"/' "$mis" >"$work/periode.json" && run 1 check "$work/periode.json" &&
+    has err "$work/periode.json:12:36: note: did you mean 'abRetentionPeriod'?"  # in an action kind that did not match
 verdict "a missing property whose near-miss key is there gets its note; --first and --max-faults limit errors only"
 
 run 1 check --strict "$mis" && [ "$(grep -c ': warning: ' "$work/err")" -eq 6 ] &&
