@@ -1,23 +1,29 @@
 // jsoncodec - check, reformat and describe configuration documents with
 // libjsoncodec.
 //
-//   jsoncodec check  [--type T] [--first | --max-faults=N] [--format=text|json] [--color=WHEN] [FILE...]
-//   jsoncodec format [--type T] [--compact] [--color=WHEN] [FILE]
-//   jsoncodec format [--type T] [--compact] [--color=WHEN] (-i | --check) FILE...
-//   jsoncodec schema T
+//   jsoncodec check  [--type T] [--first | --max-faults=N] [--strict | --no-warnings]
+//                    [--format=text|json|sarif|github] [--color=WHEN] [FILE...]
+//   jsoncodec format [--type T] [--compact] [--strict | --no-warnings] [--color=WHEN] [FILE]
+//   jsoncodec format [--type T] [--compact] [--strict | --no-warnings | --drop-unknown] [--color=WHEN]
+//                    (-i | --check) FILE...
+//   jsoncodec schema [--strict] T
 //
 // The tool reads the input and converts it with the library as its root
 // type; every judgement about a document is the library's, but for a NUL
 // byte, which the library cannot be shown (it reads a C string): the tool
 // refuses the text at that byte. check goes through the library's checking
-// walk (checker.h), which reports every fault with its place; format calls
-// the exports. Without --type the tool parses the document itself (with
+// walk (checker.h), which reports every fault with its place, and a warning
+// for each property a record's type does not know (the library ignores
+// those, and format drops them); format calls the exports, and the walk too
+// for the warnings, so that no value is dropped unasked. Without --type the tool parses the document itself (with
 // jansson) only to see which root type's name property the top-level object
 // holds. The schemas it prints are generated at build time from the
 // library's record tables (schemas.h).
 //
-// Exit status: 0 success, 1 a document was refused (its faults are on
-// standard error, or in the JSON array on standard output), 2 bad usage, a
+// Exit status: 0 success (warnings alone included), 1 a document was refused
+// (its faults are on standard error, or on standard output for programs),
+// or holds unknown properties that --strict counts or format -i would drop,
+// 2 bad usage, a
 // document whose type cannot be told, a file format -i will not replace, or
 // an input or output failure.
 #include <fcntl.h>
@@ -92,6 +98,10 @@ const RootType root_types[] = {ROOT_TYPES(TABLE_ENTRY)};
 #undef TABLE_ENTRY
 
 enum class Command { check, format, schema };
+// How check reports: compiler-style text on standard error, or on standard
+// output one JSON array or one SARIF log for the run, or GitHub Actions
+// workflow commands.
+enum class Output { text, json, sarif, github };
 // Where format puts the canonical text: on standard output, over the file
 // itself (-i), or nowhere, only comparing it with the file (--check).
 enum class Destination { output, in_place, compare };
@@ -105,7 +115,11 @@ struct Run {
     bool first = false;                            // check --first
     unsigned long max_faults = DEFAULT_MAX_FAULTS;  // check --max-faults; 0: no limit
     bool colour = false;                           // whether the fault text is coloured
-    json_t *json = nullptr;                        // check --format=json: the array of faults; else nullptr
+    bool strict = false;                           // --strict: warnings refuse the document
+    bool warnings = true;                          // shown; --no-warnings hides them
+    bool drop_unknown = false;                     // format --drop-unknown
+    Output output = Output::text;                  // check --format
+    json_t *json = nullptr;  // --format=json: the array of faults; sarif: the results; else nullptr
 };
 
 const RootType *find_root_type(std::string_view name) {
@@ -132,11 +146,15 @@ void print_name_properties(FILE *to) {
 }
 
 constexpr const char synopsis[] =
-    "usage: jsoncodec check  [--type TYPE] [--first | --max-faults=N] [--format=text|json]\n"
-    "                        [--color=WHEN] [FILE...]\n"
-    "       jsoncodec format [--type TYPE] [--compact] [--color=WHEN] [FILE]\n"
-    "       jsoncodec format [--type TYPE] [--compact] [--color=WHEN] (-i | --check) FILE...\n"
-    "       jsoncodec schema TYPE\n"
+    "usage: jsoncodec check  [--type TYPE] [--first | --max-faults=N]\n"
+    "                        [--strict | --no-warnings] [--color=WHEN]\n"
+    "                        [--format=text|json|sarif|github] [FILE...]\n"
+    "       jsoncodec format [--type TYPE] [--compact] [--strict | --no-warnings]\n"
+    "                        [--color=WHEN] [FILE]\n"
+    "       jsoncodec format [--type TYPE] [--compact]\n"
+    "                        [--strict | --no-warnings | --drop-unknown]\n"
+    "                        [--color=WHEN] (-i | --check) FILE...\n"
+    "       jsoncodec schema [--strict] TYPE\n"
     "       jsoncodec --help | --version\n";
 
 void print_help(FILE *to) {
@@ -166,11 +184,22 @@ void print_help(FILE *to) {
           "          member failed. A text holding a NUL byte is refused there:\n"
           "            FILE:LINE:COLUMN: error: the text holds a NUL byte\n"
           "          Every FILE is checked, whatever happened to the ones before.\n"
+          "          A property that its record's type does not know, which the\n"
+          "          library ignores (and format drops), is a warning at its key,\n"
+          "          with a note naming the type's property within two edits (or a\n"
+          "          change of case) when there is one; a missing property that\n"
+          "          such a key was likely meant to be gets the same note (also in\n"
+          "          a union member that did not match):\n"
+          "            FILE:3:5: warning: <data_protection_policy>: property\n"
+          "              'PolicyComment' is not part of 'data_protection_policy'...\n"
+          "            FILE:3:5: note: did you mean 'policyComment'?\n"
+          "          Errors and warnings come in file order. Warnings alone leave\n"
+          "          the exit status 0.\n"
           "  format  Decode FILE and encode it again to standard output, indented by\n"
           "          four blanks, or on one line with --compact, followed by a\n"
           "          newline. Properties come out in record order; properties the\n"
-          "          type does not know are dropped. That text is the document's\n"
-          "          canonical form.\n"
+          "          type does not know are dropped, each with a warning on standard\n"
+          "          error. That text is the document's canonical form.\n"
           "          -i rewrites each FILE that is not in canonical form with its\n"
           "          formatted text, atomically: a new file in the same folder,\n"
           "          given the file's owner, group and mode, renamed over it. It\n"
@@ -178,12 +207,18 @@ void print_help(FILE *to) {
           "          regular file, has more than one hard link, may not be written\n"
           "          by the user, or whose owner and group a new file cannot be\n"
           "          given; and, with exit status 1, a refused FILE, whose first\n"
-          "          fault it reports as check --first does. Stopped by SIGINT,\n"
-          "          SIGTERM or SIGHUP, it removes its new file first.\n"
+          "          fault it reports as check --first does; also with exit status\n"
+          "          1, a FILE with properties its type does not know, whose values\n"
+          "          formatting would drop, unless --drop-unknown is given. Stopped\n"
+          "          by SIGINT, SIGTERM or SIGHUP, it removes its new file first.\n"
           "          --check changes nothing: it lists on standard output each\n"
-          "          FILE not in canonical form and exits 1 if there is one.\n"
+          "          FILE not in canonical form and exits 1 if there is one; for a\n"
+          "          FILE with unknown properties it says so on standard error.\n"
           "  schema  Print the JSON Schema (draft 2020-12) of the root type TYPE,\n"
-          "          generated from the library's own record tables.\n"
+          "          generated from the library's own record tables. Properties\n"
+          "          not listed are allowed, as the library ignores them; with\n"
+          "          --strict every record has \"additionalProperties\": false, so\n"
+          "          that an editor flags them as check does.\n"
           "\n"
           "Options:\n"
           "  --type TYPE, --type=TYPE\n"
@@ -194,15 +229,33 @@ void print_help(FILE *to) {
           "             (check) report no more than the first N faults the check\n"
           "             meets in a document, and say so when it stops there;\n"
           "             0: no limit (the default is 10000); not with --first\n"
-          "  --format=text|json\n"
-          "             (check) text (the default), or one JSON array on standard\n"
-          "             output for the whole run, with an object per fault: file,\n"
-          "             line, column, path (an RFC 6901 JSON Pointer to the value;\n"
-          "             for a missing property, where it belongs), status (the\n"
-          "             library's status code), message (the library's line, or\n"
-          "             the one of a NUL byte) and, when there is a 'did you mean'\n"
-          "             note, hint (the allowed text); [] when every document is\n"
-          "             valid\n"
+          "  --strict   (check, format) count warnings as errors: a document with\n"
+          "             unknown properties is refused (exit status 1), and format\n"
+          "             writes nothing for it; like a compiler's -Werror\n"
+          "  --no-warnings\n"
+          "             (check, format) do not show warnings; not with --strict\n"
+          "  --drop-unknown\n"
+          "             (format) let -i rewrite a file whose unknown properties it\n"
+          "             drops; not with --strict\n"
+          "  --format=text|json|sarif|github\n"
+          "             (check) text (the default), or on standard output:\n"
+          "             json: one JSON array for the whole run, with an object per\n"
+          "             fault: file, line, column, severity (error or warning),\n"
+          "             path (an RFC 6901 JSON Pointer to the value; for a missing\n"
+          "             property, where it belongs; for an unknown one, its key),\n"
+          "             status (the library's status code; 0 for a warning),\n"
+          "             message (the library's line, or the one of a NUL byte)\n"
+          "             and, when there is a 'did you mean' note, hint (the\n"
+          "             allowed text); [] when every document is valid.\n"
+          "             sarif: one SARIF 2.1.0 log for the run, for code-scanning\n"
+          "             services: the tool, its rules (invalid-json,\n"
+          "             missing-property, invalid-value, unknown-property), each\n"
+          "             finding with its rule, level, message, file (as a relative\n"
+          "             URI when FILE is relative) and line and column (counting\n"
+          "             characters: columnKind unicodeCodePoints).\n"
+          "             github: one GitHub Actions workflow command per finding,\n"
+          "             ::error file=FILE,line=LINE,col=COLUMN::MESSAGE (or\n"
+          "             ::warning), which the job's log shows as annotations\n"
           "  --color[=WHEN]\n"
           "             colour the faults: auto (the default: when standard error\n"
           "             is a terminal and NO_COLOR is not set), always or never;\n"
@@ -236,8 +289,9 @@ void print_help(FILE *to) {
           "message of a document that does not parse starts FILE:LINE:COLUMN:).\n"
           "\n"
           "Exit status (with several files, the highest one applies):\n"
-          "  0  success: every document is valid\n"
-          "  1  at least one document was refused\n"
+          "  0  success: every document is valid (warnings alone included)\n"
+          "  1  at least one document was refused; with --strict, or for format -i\n"
+          "     without --drop-unknown, one holds properties its type does not know\n"
           "  2  bad usage (unknown command, option or type, a missing argument,\n"
           "     options that exclude each other, an argument too many), a document\n"
           "     whose type cannot be told, a file that cannot be opened or read, a\n"
@@ -249,11 +303,13 @@ void print_help(FILE *to) {
           "  jsoncodec check examples/rule.json examples/policy.json\n"
           "  jsoncodec check --type item_definition examples/item_definition.json\n"
           "  jsoncodec check --format=json examples/*.json > faults.json\n"
+          "  jsoncodec check --strict --format=sarif config/*.json > jsoncodec.sarif\n"
           "  jsoncodec format --compact examples/rule.json\n"
           "  jsoncodec format --type workflow - < workflow.json\n"
           "  jsoncodec format -i examples/*.json\n"
           "  jsoncodec format --check examples/*.json\n"
-          "  jsoncodec schema rule > rule.schema.json\n",
+          "  jsoncodec schema rule > rule.schema.json\n"
+          "  jsoncodec schema --strict rule > rule.strict.schema.json\n",
           to);
 }
 
@@ -308,6 +364,8 @@ Fault nul_fault(std::string_view text) {
     Fault fault;
     fault.status = RMQC_ERR_DECODE;
     fault.message = "the text holds a NUL byte";
+    fault.parse_line = 1;  // a text that does not parse, as JSON would not
+    fault.parse_column = 1;
     fault.offset = text.size();
     fault.line = 1;
     fault.column = 1;
@@ -367,45 +425,77 @@ const RootType *detect_type(const std::string &text, const std::string &label) {
     return found;
 }
 
-// Shows `faults` of `text`, read from `label`: as text on standard error, or
-// into the run's JSON array. Returns EXIT_REFUSED, or EXIT_USAGE when
+// Shows `faults` of `text`, read from `label`, in the run's output; the
+// warnings only when the run shows them. Returns 0, or EXIT_USAGE when
 // memory ran out.
-int show_faults(const Run &run, const std::string &label, std::string_view text, const std::vector<Fault> &faults) {
-    if (run.json == nullptr) {
+int show_faults(const Run &run, const std::string &label, std::string_view text, const std::vector<Fault> &all) {
+    std::vector<Fault> errors;
+    if (!run.warnings)
+        for (const Fault &fault : all)
+            if (fault.severity == Severity::error) errors.push_back(fault);
+    const std::vector<Fault> &faults = run.warnings ? all : errors;
+    bool appended = true;
+    switch (run.output) {
+    case Output::text:
         print_faults(stderr, label, text, faults, run.colour);
-    } else if (!append_faults(run.json, label, faults)) {
-        fprintf(stderr, "jsoncodec: %s: out of memory while checking the document\n", printable(label).c_str());
-        return EXIT_USAGE;
-    }
-    return EXIT_REFUSED;
-}
-
-// Reports the faults of `text`, read from `label`, as a `type`: every one,
-// or with `first` only the one the export reports. Returns the exit status
-// of the document: 0 valid, 1 refused, 2 when memory ran out.
-int report_document(const Run &run, const std::string &label, const std::string &text, const RootType &type,
-                    bool first) {
-    Checked checked;
-    switch (check_document(type.name, text, !first, first ? 0 : run.max_faults, checked)) {
-    case Verdict::valid:
-        return 0;
-    case Verdict::out_of_memory:
-        fprintf(stderr, "jsoncodec: %s: out of memory while checking the document\n", printable(label).c_str());
-        return EXIT_USAGE;
-    case Verdict::refused:
+        break;
+    case Output::github:
+        print_workflow_commands(stdout, label, faults);
+        break;
+    case Output::json:
+        appended = append_faults(run.json, label, faults);
+        break;
+    case Output::sarif:
+        appended = append_sarif_results(run.json, label, faults);
         break;
     }
-    int status = show_faults(run, label, text, checked.faults);
+    if (appended) return 0;
+    fprintf(stderr, "jsoncodec: %s: out of memory while checking the document\n", printable(label).c_str());
+    return EXIT_USAGE;
+}
+
+// Reports the faults of `text`, read from `label`, as a `type`: every error,
+// or with `first` only the one the export reports, and the warnings. Returns
+// the exit status of the document: 0 valid (with warnings too, unless the
+// run is strict), 1 refused, 2 when memory ran out. `*warnings`, when
+// given, is set to the number of warnings.
+int report_document(const Run &run, const std::string &label, const std::string &text, const RootType &type,
+                    bool first, size_t *warnings = nullptr) {
+    Checked checked;
+    const Verdict verdict = check_document(type.name, text, !first, first ? 0 : run.max_faults, checked);
+    if (warnings != nullptr) *warnings = checked.warnings;
+    if (verdict == Verdict::out_of_memory) {
+        fprintf(stderr, "jsoncodec: %s: out of memory while checking the document\n", printable(label).c_str());
+        return EXIT_USAGE;
+    }
+    if (checked.faults.empty()) return 0;
+    if (int status = show_faults(run, label, text, checked.faults); status != 0) return status;
     if (checked.stopped)
         fprintf(stderr, "jsoncodec: %s: the check stopped after %lu faults; --max-faults=N sets the limit (0: none)\n",
                 printable(label).c_str(), run.max_faults);
-    return status;
+    return verdict == Verdict::refused || (run.strict && checked.warnings > 0) ? EXIT_REFUSED : 0;
 }
 
 // Puts the canonical text `json` of the document read from `path` (whose
-// text was `text`) where the run's destination says.
+// text was `text`, with `unknown` properties its type does not know, which
+// the canonical text lacks) where the run's destination says; but, so that
+// no value is dropped unasked, not over the file without --drop-unknown,
+// and nowhere under --strict.
 int put_formatted(const Run &run, const char *path, const Rewritable &file, const std::string &text,
-                  std::string_view json) {
+                  std::string_view json, size_t unknown) {
+    const std::string name = path != nullptr ? printable(path) : STDIN_LABEL;
+    if (unknown > 0 && run.strict && run.destination != Destination::compare) {
+        fprintf(stderr, "jsoncodec: %s: not formatted: --strict refuses the %zu propert%s its type does not know\n",
+                name.c_str(), unknown, unknown == 1 ? "y" : "ies");
+        return EXIT_REFUSED;
+    }
+    if (unknown > 0 && run.destination == Destination::in_place && !run.drop_unknown) {
+        fprintf(stderr,
+                "jsoncodec: cannot rewrite '%s': it holds %zu propert%s its type does not know, which format would "
+                "drop; it is left untouched (--drop-unknown drops them)\n",
+                name.c_str(), unknown, unknown == 1 ? "y" : "ies");
+        return EXIT_REFUSED;
+    }
     if (run.destination == Destination::output) {
         fwrite(json.data(), 1, json.size(), stdout);
         putchar('\n');
@@ -414,7 +504,12 @@ int put_formatted(const Run &run, const char *path, const Rewritable &file, cons
     if (text.size() == json.size() + 1 && text.compare(0, json.size(), json) == 0 && text.back() == '\n')
         return 0;  // already canonical
     if (run.destination == Destination::in_place) return replace_file(path, file, json) ? 0 : EXIT_USAGE;
-    puts(path != nullptr ? printable(path).c_str() : STDIN_LABEL);
+    puts(name.c_str());
+    if (unknown > 0)
+        fprintf(stderr,
+                "jsoncodec: %s: not in canonical form: it holds %zu propert%s its type does not know, which format "
+                "would drop (format -i leaves it untouched unless --drop-unknown is given)\n",
+                name.c_str(), unknown, unknown == 1 ? "y" : "ies");
     return finish_output() != 0 ? EXIT_USAGE : EXIT_REFUSED;
 }
 
@@ -426,7 +521,10 @@ int convert_file(const Run &run, const char *path) {
     Rewritable file;
     Input in;
     if (!read_input(path, run.destination == Destination::in_place ? &file : nullptr, in)) return EXIT_USAGE;
-    if (in.nul) return show_faults(run, label, in.text, {nul_fault(in.text)});
+    if (in.nul) {
+        const int status = show_faults(run, label, in.text, {nul_fault(in.text)});
+        return status != 0 ? status : EXIT_REFUSED;
+    }
     const RootType *type = run.type != nullptr ? run.type : detect_type(in.text, label);
     if (type == nullptr) return EXIT_USAGE;
     if (run.command == Command::check) return report_document(run, label, in.text, *type, run.first);
@@ -444,14 +542,18 @@ int convert_file(const Run &run, const char *path) {
         return status;
     }
     const std::unique_ptr<char, decltype(&std::free)> owned(json, &std::free);
-    return put_formatted(run, path, file, in.text, json);
+    // The document is valid: the walk finds the properties format drops.
+    size_t unknown = 0;
+    const int status = report_document(run, label, in.text, *type, true, &unknown);
+    if (status == EXIT_USAGE) return status;
+    return put_formatted(run, path, file, in.text, json, unknown);
 }
 
-int print_schema(const char *type_name) {
+int print_schema(const char *type_name, bool strict) {
     if (find_root_type(type_name) == nullptr) return usage_error("unknown type", type_name);
     for (size_t i = 0; i < jsoncodec_schema_count; i++) {
         if (std::strcmp(jsoncodec_schemas[i].type, type_name) == 0) {
-            fputs(jsoncodec_schemas[i].text, stdout);
+            fputs(strict ? jsoncodec_schemas[i].strict_text : jsoncodec_schemas[i].text, stdout);
             return finish_output();
         }
     }
@@ -460,7 +562,19 @@ int print_schema(const char *type_name) {
 }
 
 // The long options' codes, past every character a short option can be.
-enum OptionCode { TYPE = 256, FIRST, MAX_FAULTS, FORMAT, COLOR, COMPACT, CHECK, VERSION };
+enum OptionCode {
+    TYPE = 256,
+    FIRST,
+    MAX_FAULTS,
+    FORMAT,
+    COLOR,
+    COMPACT,
+    CHECK,
+    VERSION,
+    STRICT,
+    NO_WARNINGS,
+    DROP_UNKNOWN
+};
 
 const option long_options[] = {
     {"type", required_argument, nullptr, TYPE},
@@ -471,6 +585,9 @@ const option long_options[] = {
     {"compact", no_argument, nullptr, COMPACT},
     {"in-place", no_argument, nullptr, 'i'},
     {"check", no_argument, nullptr, CHECK},
+    {"strict", no_argument, nullptr, STRICT},
+    {"no-warnings", no_argument, nullptr, NO_WARNINGS},
+    {"drop-unknown", no_argument, nullptr, DROP_UNKNOWN},
     {"help", no_argument, nullptr, 'h'},
     {"version", no_argument, nullptr, VERSION},
     {nullptr, 0, nullptr, 0},
@@ -487,7 +604,7 @@ int refused_option(int code, const char *argument) {
     case MAX_FAULTS:
         return usage_error("--max-faults takes a number");
     case FORMAT:
-        return usage_error("--format takes text or json");
+        return usage_error("--format takes text, json, sarif or github");
     case 0: {  // unknown, or a shortening that more than one option starts with
         const std::string_view typed = std::string_view(argument).substr(0, std::strcspn(argument, "="));
         int starts = 0;
@@ -542,13 +659,13 @@ int main(int argc, char **argv) {
     char **const args = argv + 1;
     const char *type_name = nullptr;
     ColourChoice colour = ColourChoice::automatic;
-    bool json = false, format_given = false, max_faults_given = false;
+    bool format_given = false, max_faults_given = false;
     opterr = 0;  // the messages are the tool's own
     for (int code; (code = getopt_long(count, args, ":hi", long_options, nullptr)) != -1;) {
         const char *arg = args[optind - 1];  // the option, or the value after it
         if (code == '?' || code == ':') return refused_option(optopt, arg);
         if (code == VERSION) return usage_error("--version takes no other argument");
-        if (run.command == Command::schema) return usage_error("unknown option for schema", arg);
+        if (run.command == Command::schema && code != STRICT) return usage_error("unknown option for schema", arg);
         switch (code) {
         case TYPE:
             if (type_name != nullptr) return usage_error("--type given more than once");
@@ -567,10 +684,27 @@ int main(int argc, char **argv) {
         case FORMAT:
             if (run.command != Command::check) return usage_error("--format applies to check only");
             if (format_given) return usage_error("--format given more than once");
-            if (std::strcmp(optarg, "text") != 0 && std::strcmp(optarg, "json") != 0)
-                return usage_error("--format takes text or json");
+            if (std::strcmp(optarg, "text") == 0)
+                run.output = Output::text;
+            else if (std::strcmp(optarg, "json") == 0)
+                run.output = Output::json;
+            else if (std::strcmp(optarg, "sarif") == 0)
+                run.output = Output::sarif;
+            else if (std::strcmp(optarg, "github") == 0)
+                run.output = Output::github;
+            else
+                return usage_error("--format takes text, json, sarif or github");
             format_given = true;
-            json = std::strcmp(optarg, "json") == 0;
+            break;
+        case STRICT:
+            run.strict = true;
+            break;
+        case NO_WARNINGS:
+            run.warnings = false;
+            break;
+        case DROP_UNKNOWN:
+            if (run.command != Command::format) return usage_error("--drop-unknown applies to format only");
+            run.drop_unknown = true;
             break;
         case FIRST:
             if (run.command != Command::check) return usage_error("--first applies to check only");
@@ -608,6 +742,8 @@ int main(int argc, char **argv) {
         }
     }
     if (run.first && max_faults_given) return usage_error("--first and --max-faults exclude each other");
+    if (run.strict && !run.warnings) return usage_error("--strict and --no-warnings exclude each other");
+    if (run.strict && run.drop_unknown) return usage_error("--strict and --drop-unknown exclude each other");
     char **operands = args + optind;
     int operand_count = count - optind;
 
@@ -615,7 +751,7 @@ int main(int argc, char **argv) {
         if (operand_count != 1)
             return usage_error(operand_count == 0 ? "schema needs a type name" : "schema takes one type name, not",
                                operand_count == 0 ? nullptr : operands[1]);
-        return print_schema(operands[0]);
+        return print_schema(operands[0], run.strict);
     }
 
     if (type_name != nullptr && (run.type = find_root_type(type_name)) == nullptr)
@@ -632,7 +768,7 @@ int main(int argc, char **argv) {
     // The faults are written a character at a time; standard error is
     // buffered and flushed after each file.
     setvbuf(stderr, nullptr, _IOFBF, BUFSIZ);
-    if (json && (run.json = json_array()) == nullptr) {
+    if ((run.output == Output::json || run.output == Output::sarif) && (run.json = json_array()) == nullptr) {
         fputs("jsoncodec: out of memory\n", stderr);
         return EXIT_USAGE;
     }
@@ -658,12 +794,16 @@ int main(int argc, char **argv) {
         if (fflush(stderr) != 0 || ferror(stderr)) file_status = EXIT_USAGE;
         if (file_status > status) status = file_status;
     }
+    if (run.output == Output::sarif && (run.json = sarif_log(run.json, JSONCODEC_VERSION)) == nullptr) {
+        fputs("jsoncodec: out of memory\n", stderr);
+        status = EXIT_USAGE;
+    }
     if (run.json != nullptr) {
-        // One array for the whole run, also when a file could not be read.
+        // One array, or one log, for the whole run, also when a file could not be read.
         if (json_dumpf(run.json, stdout, JSON_INDENT(2)) != 0 || putchar('\n') == EOF) status = EXIT_USAGE;
         json_decref(run.json);
-        if (finish_output() != 0) status = EXIT_USAGE;
     }
+    if (run.output != Output::text && finish_output() != 0) status = EXIT_USAGE;
     if (fflush(stderr) != 0 || ferror(stderr)) status = EXIT_USAGE;
     return status;
 }

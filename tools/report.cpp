@@ -1,4 +1,5 @@
-// The tool's fault output: compiler-style text and JSON (see report.h).
+// The tool's fault output: compiler-style text, JSON, SARIF and GitHub
+// Actions workflow commands (see report.h).
 #include "report.h"
 
 #include <unistd.h>
@@ -14,6 +15,7 @@ namespace {
 constexpr const char *BOLD = "\033[1m";
 constexpr const char *RED = "\033[1;31m";
 constexpr const char *GREEN = "\033[1;32m";
+constexpr const char *MAGENTA = "\033[1;35m";
 constexpr const char *CYAN = "\033[1;36m";
 constexpr const char *PLAIN = "\033[m";
 
@@ -117,6 +119,79 @@ json_t *string_value(const std::string &text) {
     return json_stringn(copy.data(), copy.size());
 }
 
+const char *severity_name(const Fault &fault) { return fault.severity == Severity::warning ? "warning" : "error"; }
+
+// The kinds of finding, the rules of the SARIF log.
+struct Rule {
+    const char *id;
+    const char *level;
+    const char *description;
+};
+constexpr Rule RULES[] = {
+    {"invalid-json", "error", "The text is not one well-formed JSON document (or it holds a NUL byte)."},
+    {"missing-property", "error", "A required property of the record type is absent."},
+    {"invalid-value", "error",
+     "A value the record type refuses: a JSON type, an enum text or an integer it does not allow, a union none of "
+     "whose members matches, or a limit of the decoder."},
+    {"unknown-property", "warning",
+     "A property that is not part of its record type: the decoder ignores it, and format drops it."},
+};
+
+size_t rule_of(const Fault &fault) {
+    if (fault.severity == Severity::warning) return 3;
+    if (fault.parse_line != 0) return 0;
+    return fault.missing ? 1 : 2;
+}
+
+// The message with its hint as a question, for the outputs without notes.
+std::string message_with_hint(const Fault &fault) {
+    std::string text = fault.message;
+    if (!fault.hint.empty()) text += " (did you mean '" + fault.hint + "'?)";
+    if (!fault.note.empty()) text += " (" + fault.note + ")";
+    return text;
+}
+
+// `label` as a URI reference: relative when the file's name is, else a file
+// URI; every byte that may not stand as it is in a path is percent-encoded,
+// and a colon too, so that a relative name is never read as a scheme.
+std::string uri_of(const std::string &label) {
+    static constexpr char HEX[] = "0123456789ABCDEF";
+    std::string uri = label.starts_with('/') ? "file://" : "";
+    for (char c : label) {
+        const auto byte = static_cast<unsigned char>(c);
+        if ((byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || (byte >= '0' && byte <= '9') ||
+            (byte != 0 && std::strchr("-._~/!$&'()*+,;=@", byte) != nullptr)) {
+            uri += c;
+        } else {
+            uri += '%';
+            uri += HEX[byte >> 4];
+            uri += HEX[byte & 0xF];
+        }
+    }
+    return uri;
+}
+
+// `text` escaped as the value of a workflow command (`property`: of one of
+// its properties, where ':' and ',' separate too).
+std::string workflow_escaped(std::string_view text, bool property) {
+    std::string escaped;
+    for (char c : text) {
+        if (c == '%')
+            escaped += "%25";
+        else if (c == '\r')
+            escaped += "%0D";
+        else if (c == '\n')
+            escaped += "%0A";
+        else if (property && c == ':')
+            escaped += "%3A";
+        else if (property && c == ',')
+            escaped += "%2C";
+        else
+            escaped += c;
+    }
+    return escaped;
+}
+
 }  // namespace
 
 bool use_colour(ColourChoice choice, FILE *stream) {
@@ -154,8 +229,9 @@ void print_faults(FILE *to, std::string_view label, std::string_view text, const
             start = end + 1;
             end = std::min(text.find('\n', start), text.size());
         }
-        fprintf(to, "%s%s:%zu:%zu:%s %serror:%s %s\n", bold, name.c_str(), fault.line, fault.column, plain,
-                colour ? RED : "", plain, fault.message.c_str());
+        const bool warning = fault.severity == Severity::warning;
+        fprintf(to, "%s%s:%zu:%zu:%s %s%s:%s %s\n", bold, name.c_str(), fault.line, fault.column, plain,
+                colour ? (warning ? MAGENTA : RED) : "", warning ? "warning" : "error", plain, fault.message.c_str());
         print_source(to, text, start, end, place, fault.line, colour);
         if (!fault.hint.empty())
             fprintf(to, "%s%s:%zu:%zu:%s %snote:%s did you mean '%s'?\n", bold, name.c_str(), fault.line, fault.column,
@@ -174,6 +250,7 @@ bool append_faults(json_t *array, const std::string &label, const std::vector<Fa
                       json_object_set_new(item, "file", string_value(label)) != 0 ||
                       json_object_set_new(item, "line", json_integer(static_cast<json_int_t>(fault.line))) != 0 ||
                       json_object_set_new(item, "column", json_integer(static_cast<json_int_t>(fault.column))) != 0 ||
+                      json_object_set_new(item, "severity", json_string(severity_name(fault))) != 0 ||
                       json_object_set_new(item, "path", string_value(fault.pointer)) != 0 ||
                       json_object_set_new(item, "status", json_integer(fault.status)) != 0 ||
                       json_object_set_new(item, "message", string_value(fault.message)) != 0 ||
@@ -181,6 +258,55 @@ bool append_faults(json_t *array, const std::string &label, const std::vector<Fa
         if (failed) return false;
     }
     return true;
+}
+
+}  // namespace tool
+
+namespace tool {
+
+bool append_sarif_results(json_t *results, const std::string &label, const std::vector<Fault> &faults) {
+    const std::string uri = uri_of(label);
+    for (const Fault &fault : faults) {
+        const Rule &rule = RULES[rule_of(fault)];
+        // json_pack takes the "o" values over, also when it fails.
+        json_t *result = json_pack("{s:s, s:I, s:s, s:{s:o}, s:[{s:{s:{s:s}, s:{s:I, s:I}}}]}",  //
+                                   "ruleId", rule.id, "ruleIndex", static_cast<json_int_t>(&rule - RULES),  //
+                                   "level", rule.level, "message", "text", string_value(message_with_hint(fault)),
+                                   "locations", "physicalLocation", "artifactLocation", "uri", uri.c_str(),  //
+                                   "region", "startLine", static_cast<json_int_t>(fault.line),              //
+                                   "startColumn", static_cast<json_int_t>(fault.column));
+        if (result == nullptr || json_array_append_new(results, result) != 0) return false;
+    }
+    return true;
+}
+
+json_t *sarif_log(json_t *results, const char *version) {
+    json_t *rules = json_array();
+    for (const Rule &rule : RULES) {
+        json_t *entry = json_pack("{s:s, s:{s:s}, s:{s:s}}", "id", rule.id, "shortDescription", "text",
+                                  rule.description, "defaultConfiguration", "level", rule.level);
+        if (rules == nullptr) {
+            json_decref(entry);
+        } else if (json_array_append_new(rules, entry) != 0) {
+            json_decref(rules);
+            rules = nullptr;
+        }
+    }
+    if (rules == nullptr) {
+        json_decref(results);
+        return nullptr;
+    }
+    return json_pack("{s:s, s:s, s:[{s:{s:{s:s, s:s, s:o}}, s:s, s:o}]}", "$schema",
+                     "https://json.schemastore.org/sarif-2.1.0.json", "version", "2.1.0", "runs", "tool", "driver",
+                     "name", "jsoncodec", "version", version, "rules", rules, "columnKind", "unicodeCodePoints",
+                     "results", results);
+}
+
+void print_workflow_commands(FILE *to, const std::string &label, const std::vector<Fault> &faults) {
+    const std::string file = workflow_escaped(printable(label), true);
+    for (const Fault &fault : faults)
+        fprintf(to, "::%s file=%s,line=%zu,col=%zu::%s\n", severity_name(fault), file.c_str(), fault.line,
+                fault.column, workflow_escaped(message_with_hint(fault), false).c_str());
 }
 
 }  // namespace tool

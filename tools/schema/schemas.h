@@ -14,7 +14,8 @@ extern "C" {
 
 struct jsoncodec_schema {
     const char *type; /* the root type's name, as --type takes it */
-    const char *text; /* the schema, pretty-printed, ending in a newline */
+    const char *text;        /* the schema, pretty-printed, ending in a newline */
+    const char *strict_text; /* the same with "additionalProperties": false on every record */
 };
 
 extern const struct jsoncodec_schema jsoncodec_schemas[];

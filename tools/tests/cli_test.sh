@@ -1,8 +1,10 @@
 #!/bin/sh
 # Tests of the jsoncodec command-line tool, one case per command and
-# behaviour: exit status 0 (every document valid), 1 (a document refused,
-# each fault placed in its file as a compiler does, or in JSON) and 2 (bad
-# usage, a type that cannot be told, an input or output failure).
+# behaviour: exit status 0 (every document valid, warnings alone included),
+# 1 (a document refused, each fault placed in its file as a compiler does,
+# or in JSON or as workflow commands; or warnings counted by --strict) and 2
+# (bad usage, a type that cannot be told, an input or output failure). The
+# SARIF output is tested against its schema by schema_test.py.
 #
 # usage: cli_test.sh TOOL EXAMPLES_DIR
 set -u
@@ -93,6 +95,72 @@ run 1 check --color=always --first "$ex/rule-faulty.json" && has err "$(printf '
     run 1 check "$ex/rule-faulty.json" && ! grep -q "$(printf '\033')" "$work/err" && run 2 check --color=sometimes
 verdict "--color=always and --color colour the faults, also under NO_COLOR; never on a pipe by default"
 
+# The place and kind of each line of a report, with an error's path, a
+# warning's property or a note's text.
+places="s/^\([^ ]*:[0-9]*:[0-9]*: warning:\) .*: property \('[^']*'\).*/\1 \2/p
+s/^\([^ ]*:[0-9]*:[0-9]*: note: .*\)/\1/p
+s/^\([^ ]*:[0-9]*:[0-9]*: error: [^:]*\):.*/\1/p"
+
+# Unknown properties are warnings, at their keys, in file order among the
+# errors: at the top, in a list element, inside both unions; with a note
+# when a property of the type is near, none for 'owner'.
+mis=$ex/policy-misspelled.json
+run 0 check "$mis" && empty out && sed -n "$places" "$work/err" >"$work/places" &&
+    printf '%s\n' \
+        "$mis:3:5: warning: 'PolicyComment'" "$mis:3:5: note: did you mean 'policyComment'?" \
+        "$mis:7:13: warning: 'workflowComent'" "$mis:7:13: note: did you mean 'workflowComment'?" \
+        "$mis:18:37: warning: 'abtEstimat'" "$mis:18:37: note: did you mean 'abtEstimate'?" \
+        "$mis:28:29: warning: 'abSucessThreshold'" "$mis:28:29: note: did you mean 'abSuccessThreshold'?" \
+        "$mis:31:21: warning: 'actionRetires'" "$mis:31:21: note: did you mean 'actionRetries'?" \
+        "$mis:42:21: warning: 'owner'" | cmp -s - "$work/places" &&
+    has err "backupSubtypes: property 'abtEstimat' is not part of 'actionBackupTraditional' and is ignored" \
+        "    18 |                                     \"abtEstimat\": true" "       |                                     ^"
+verdict "each unknown property is a warning at its key, with the nearest name as a note; warnings alone exit 0"
+
+# A misspelt required property: the error of the missing one names the
+# near-miss key's intended name too, also inside a union member that did
+# not match; errors and warnings interleave by place.
+printf '{"rulename": "r", "ruleItem_Definitions": [{"item_definitionType": 1, "item_definitionValu": "x"}]}\n' >"$work/near.json"
+run 1 check --type rule "$work/near.json" && sed -n "$places" "$work/err" >"$work/places" &&
+    printf '%s\n' "$work/near.json:1:1: error: <rule>.ruleName" "$work/near.json:1:1: note: did you mean 'ruleName'?" \
+        "$work/near.json:1:2: warning: 'rulename'" "$work/near.json:1:2: note: did you mean 'ruleName'?" \
+        "$work/near.json:1:68: error: <rule>.ruleItem_Definitions[0].item_definitionType" \
+        "$work/near.json:1:71: warning: 'item_definitionValu'" \
+        "$work/near.json:1:71: note: did you mean 'item_definitionValue'?" | cmp -s - "$work/places" &&
+    run 1 check --type rule --max-faults=1 "$work/near.json" && [ "$(grep -c ': error: ' "$work/err")" -eq 1 ] &&
+    [ "$(grep -c ': warning: ' "$work/err")" -eq 2 ] && has err "the check stopped after 1 faults" &&
+    run 1 check --type rule --first "$work/near.json" && [ "$(grep -c ': error: ' "$work/err")" -eq 1 ] &&
+    [ "$(grep -c ': warning: ' "$work/err")" -eq 1 ] &&  # the walk stopped before the item
+    sed 's/"abRetentionPeriod"/"abRetentionPeriode"/' "$mis" >"$work/periode.json" && run 1 check "$work/periode.json" &&
+    has err "$work/periode.json:12:36: note: did you mean 'abRetentionPeriod'?"  # in an action kind that did not match
+verdict "a missing property whose near-miss key is there gets its note; --first and --max-faults limit errors only"
+
+run 1 check --strict "$mis" && [ "$(grep -c ': warning: ' "$work/err")" -eq 6 ] &&
+    run 0 check --no-warnings "$mis" && empty err && run 1 check --no-warnings --type rule "$work/near.json" &&
+    ! grep -q 'warning' "$work/err" && run 0 check --strict "$ex/policy.json" && empty err &&
+    run 1 check --color=always "$mis" --strict && has err "$(printf '\033[1;35mwarning:\033[m')"
+verdict "--strict makes warnings refuse the document (in magenta); --no-warnings hides them"
+
+# For programs: severity in JSON; GitHub workflow commands escaped (% and
+# newlines in messages, and : and , in the file name too).
+gh="$work/a,b:c.json"
+printf '{"ruleName": "r", "x%%y\\nz": 1, "ruleComent": "c"}\n' >"$gh"
+run 0 check --format=json "$mis" "$ex/rule.json" && empty err &&
+    /usr/bin/python3 -c 'import json, sys
+for f in json.load(sys.stdin): print(f["severity"], f["line"], f["column"], f["path"], f["status"], f.get("hint"))' \
+        <"$work/out" >"$work/fields" && printf '%s\n' "warning 3 5 /PolicyComment 0 policyComment" \
+        "warning 7 13 /policyWorkflows/0/workflowComent 0 workflowComment" \
+        "warning 18 37 /policyWorkflows/0/workflowActions/0/actionSpecific/actions/actionBackupSubtypeSpecific/backupSubtypes/abtEstimat 0 abtEstimate" \
+        "warning 28 29 /policyWorkflows/0/workflowActions/0/actionSpecific/actions/abSucessThreshold 0 abSuccessThreshold" \
+        "warning 31 21 /policyWorkflows/0/workflowActions/0/actionRetires 0 actionRetries" \
+        "warning 42 21 /policyWorkflows/0/workflowActions/0/owner 0 None" | cmp -s - "$work/fields" &&
+    run 1 check --format=json --type rule "$ex/rule-faulty.json" && has out '"severity": "error",' &&
+    run 1 check --format=github --strict "$gh" "$ex/rule-faulty.json" && empty err && is out \
+"::warning file=$(echo "$work" | sed 's/:/%3A/g; s/,/%2C/g')/a%2Cb%3Ac.json,line=1,col=19::<rule>: property 'x%25y%0Az' is not part of 'rule' and is ignored
+::warning file=$(echo "$work" | sed 's/:/%3A/g; s/,/%2C/g')/a%2Cb%3Ac.json,line=1,col=32::<rule>: property 'ruleComent' is not part of 'rule' and is ignored (did you mean 'ruleComment'?)
+::error file=$ex/rule-faulty.json,line=15,col=36::<rule>.ruleItem_Definitions[1].item_definitionType: JSON decode error. Expected a string as specified in schema."
+verdict "--format=json gives each entry its severity; --format=github one escaped workflow command per finding"
+
 # Every file is checked whatever happened before; the worst status wins.
 mkdir "$work/folder"
 run 1 check "$ex/rule.json" "$ex/rule-faulty.json" "$ex/policy.json" "$ex/workflow-faulty-discover.json" &&
@@ -136,14 +204,15 @@ for args in "" "verify" "check --type" "check --type nosuchtype" "check --type r
     "format --type rule a.json b.json" "check - -" "check --compact" "check --pretty" \
     "schema" "schema rule rule" "schema nosuchtype" "schema --type rule" "check --max-faults=-1" \
     "check --first --max-faults=3" "--version extra" "schema rule --version" "check --first=1" "check --co" \
-    "format --check --in-place"; do
+    "format --check --in-place" "check --strict --no-warnings" "check --drop-unknown" "format -i --strict --drop-unknown" \
+    "schema --first rule" "check --format=xml"; do
     # shellcheck disable=SC2086 # the words are the arguments
     run 2 $args && empty out && has err "usage: jsoncodec" || { echo "  arguments: $args"; bad=1; }
 done
 [ $bad -eq 0 ]
 verdict "bad usage prints the synopsis on stderr and exits 2"
 
-run 0 --help && empty err && has out "usage: jsoncodec check  [--type TYPE] [--first | --max-faults=N]" "jsoncodec schema TYPE" \
+run 0 --help && empty err && has out "usage: jsoncodec check  [--type TYPE] [--first | --max-faults=N]" "jsoncodec schema [--strict] TYPE" \
     "--compact" "ruleName      rule" "item_definition has no name property" "2  bad usage" &&
     cp "$work/out" "$work/help" && run 0 format --type rule -h && cmp -s "$work/help" "$work/out" &&
     run 0 --version && empty err && lines out 1 && grep -q -x 'jsoncodec [0-9][0-9]*\.[0-9][0-9]*\.[0-9][0-9]*' "$work/out"
@@ -194,6 +263,21 @@ run 1 format --check "$work/flat.json" "$work/canonical.json" && is out "$work/f
     run 0 format --check "$work/flat.json" "$work/canonical.json" && empty out && [ "$(ls "$work" | grep -c jsoncodec-)" -eq 0 ] &&
     run 2 format -i - && run 2 format -i --check "$work/flat.json"
 verdict "format -i rewrites in place and leaves a refused file alone; --check lists what -i would change"
+
+# format never drops a value unasked: to standard output it warns and goes
+# on; -i leaves the file untouched (exit 1) unless --drop-unknown; --check
+# lists the file and says why; --strict refuses to format it.
+cp "$mis" "$work/mis.json"
+run 0 format "$work/mis.json" && [ "$(grep -c ': warning: ' "$work/err")" -eq 6 ] && has out '"policyName": "Silver",' &&
+    ! grep -q PolicyComment "$work/out" && cp "$work/out" "$work/dropped.json" &&
+    run 1 format --strict "$work/mis.json" && empty out &&
+    run 1 format -i "$work/mis.json" && cmp -s "$mis" "$work/mis.json" && [ "$(grep -c ': warning: ' "$work/err")" -eq 6 ] &&
+    has err "jsoncodec: cannot rewrite '$work/mis.json': it holds 6 properties its type does not know" &&
+    run 1 format --check "$work/mis.json" && is out "$work/mis.json" &&
+    has err "jsoncodec: $work/mis.json: not in canonical form: it holds 6 properties its type does not know, which format would drop" &&
+    run 1 format --check --strict "$work/mis.json" && is out "$work/mis.json" &&
+    run 0 format -i --drop-unknown --no-warnings "$work/mis.json" && empty err && cmp -s "$work/dropped.json" "$work/mis.json"
+verdict "format warns and goes on; format -i keeps a file with unknown properties unless --drop-unknown; --check says why"
 
 # A NUL byte refuses the text at its place: nothing after it is read, so
 # /dev/zero stops at its first byte, and nothing is rewritten.

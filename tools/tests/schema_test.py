@@ -6,7 +6,10 @@
 # of the valid ones as their own type (in each object, a property removed or
 # given a value of another JSON type, another text or an integer out of
 # range, or an unknown property added). Mutants are not judged as the other
-# types: the parser refuses an integer out of range wherever it is.
+# types: the parser refuses an integer out of range wherever it is. The
+# strict schemas (`schema --strict`) agree with `check --strict` the same
+# way. Then `check --format=sarif` over the examples is a valid SARIF 2.1.0
+# log (against the schema kept in third_party/) that says what --format=json says.
 #
 # A document's type is the start of its file name (policy stands for
 # data_protection_policy). Documents the schema's data model cannot hold
@@ -27,7 +30,9 @@ except ImportError as error:
     sys.exit(f"FAIL: cannot import the validator ({error}); install python3-jsonschema and run with /usr/bin/python3")
 
 ROOTS = ["data_protection_policy", "workflow", "action", "rule", "item_definition"]
-TOOL = sys.argv[1]
+SARIF_SCHEMA = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "third_party", "sarif-2.1.0",
+                            "sarif-2.1.0.json")
+TOOL = os.path.abspath(sys.argv[1])
 failed = 0
 
 
@@ -78,7 +83,10 @@ def mutants(document):
     for where, found in list(objects(document, [])):
         changes = [("zzUnknownProperty", {"any": ["thing"]})]
         for key, value in found.items():
-            changes += [(key, None)] + [(key, wrong) for wrong in wrong_values(value)]
+            # An unknown property's integer out of range: the parser refuses
+            # it, which no schema that leaves the property open can say.
+            changes += [(key, None)] + [(key, wrong) for wrong in wrong_values(value)
+                                        if key in known or not isinstance(wrong, int) or abs(wrong) < 2**63 - 1]
         for key, wrong in changes:
             mutant = node = copy.deepcopy(document)
             for step in where:
@@ -93,32 +101,39 @@ def mutants(document):
 
 
 # cases: path -> (description, document, the root types to judge it as).
-def compare(cases, what):
+# Strict: the strict schemas against check --strict, which counts warnings.
+def compare(cases, what, strict=False):
     problems = []
     for root in ROOTS:
         paths = sorted(path for path in cases if root in cases[path][2])
-        result = subprocess.run([TOOL, "check", "--format=json", "--first", "--type", root, *paths],
-                                capture_output=True, text=True)
-        refused = {fault["file"] for fault in json.loads(result.stdout or "null") or []}
+        result = subprocess.run([TOOL, "check", "--format=json", "--first", "--type", root, *paths]
+                                + (["--strict"] if strict else []), capture_output=True, text=True)
+        refused = {fault["file"] for fault in json.loads(result.stdout or "null") or []
+                   if strict or fault["severity"] == "error"}
         if result.returncode != (1 if refused else 0) or not refused <= set(paths) or result.stderr:
             problems.append(f"check --type {root}: exit status {result.returncode}, {result.stderr[:500]}")
+        judge = (strict_validators if strict else validators)[root]
         problems += [f"{cases[path][0]} as {root}: library {'refuses' if path in refused else 'accepts'} it"
-                     for path in paths if validators[root].is_valid(cases[path][1]) != (path not in refused)]
-    verdict(problems, f"schemas and library agree on {what}")
+                     for path in paths if judge.is_valid(cases[path][1]) != (path not in refused)]
+    verdict(problems, f"{'strict ' if strict else ''}schemas and library agree on {what}")
 
 
-validators, problems = {}, []
+validators, strict_validators, problems = {}, {}, []
 for root in ROOTS:
-    result = subprocess.run([TOOL, "schema", root], capture_output=True, text=True)
-    try:
-        schema = json.loads(result.stdout)
-        jsonschema.Draft202012Validator.check_schema(schema)
-        validators[root] = jsonschema.Draft202012Validator(schema)
-        if (result.returncode, result.stderr, schema["title"], schema["$ref"]) != (0, "", root, f"#/$defs/{root}"):
-            problems.append(f"{root}: exit status {result.returncode}, stderr {result.stderr!r}, title or $ref")
-    except (ValueError, KeyError, jsonschema.exceptions.SchemaError) as error:
-        problems.append(f"{root}: {error!r}")
-verdict(problems, "each schema is a valid draft 2020-12 schema of its root type")
+    for strict, chosen in ((False, validators), (True, strict_validators)):
+        result = subprocess.run([TOOL, "schema", *(["--strict"] if strict else []), root], capture_output=True, text=True)
+        try:
+            schema = json.loads(result.stdout)
+            jsonschema.Draft202012Validator.check_schema(schema)
+            chosen[root] = jsonschema.Draft202012Validator(schema)
+            closed = {definition.get("additionalProperties", True) for definition in schema["$defs"].values()}
+            if (result.returncode, result.stderr, schema["title"], schema["$ref"], closed) != \
+                    (0, "", root, f"#/$defs/{root}", {not strict}):
+                problems.append(f"{root}: exit status {result.returncode}, stderr {result.stderr!r}, title, $ref "
+                                f"or additionalProperties {closed} (strict: {strict})")
+        except (ValueError, KeyError, jsonschema.exceptions.SchemaError) as error:
+            problems.append(f"{root}: {error!r}")
+verdict(problems, "each schema, and each strict one, is a valid draft 2020-12 schema of its root type")
 if problems:
     sys.exit(1)
 
@@ -128,8 +143,11 @@ verdict([f"{os.path.basename(path)}: the schema of {own_root(path)} disagrees wi
          for path, document in documents.items() if validators[own_root(path)].is_valid(document) == ("faulty" in path)]
         + ([] if len(documents) >= 14 else ["fewer than 14 documents"]),
         f"the schemas judge {len(documents)} documents as their names say")
-compare({path: (os.path.basename(path), document, ROOTS) for path, document in documents.items()},
-        f"{len(documents)} documents as every root type")
+every_root = {path: (os.path.basename(path), document, ROOTS) for path, document in documents.items()}
+compare(every_root, f"{len(documents)} documents as every root type")
+compare(every_root, f"{len(documents)} documents as every root type", strict=True)
+known = {name for validator in validators.values() for definition in validator.schema["$defs"].values()
+         for name in definition["properties"]}
 with tempfile.TemporaryDirectory(prefix="jsoncodec-schema.") as work:
     cases = {}
     for original, document in documents.items():
@@ -139,4 +157,47 @@ with tempfile.TemporaryDirectory(prefix="jsoncodec-schema.") as work:
                 json.dump(mutant, stream)
             cases[path] = (f"{os.path.basename(original)} with {change}", mutant, [own_root(original)])
     compare(cases, f"{len(cases)} mutants of the valid documents")
+    compare(cases, f"{len(cases)} mutants of the valid documents", strict=True)
+
+
+# The SARIF log of the examples, and of a file whose name needs escaping in
+# a URI, against the SARIF schema and against the JSON output of the same run.
+def sarif_problems(files):
+    with open(SARIF_SCHEMA, encoding="utf-8") as stream:
+        sarif_schema = json.load(stream)
+    run = lambda form: subprocess.run([TOOL, "check", f"--format={form}", "--type", "data_protection_policy", *files],
+                                      capture_output=True, text=True)
+    sarif, plain = run("sarif"), run("json")
+    if (sarif.returncode, sarif.stderr) != (plain.returncode, plain.stderr):
+        return [f"exit status {sarif.returncode}, stderr {sarif.stderr!r}, not as with json"]
+    log, faults = json.loads(sarif.stdout), json.loads(plain.stdout)
+    problems = [f"schema: {error.message[:300]} at {list(error.absolute_path)}" for error in
+                jsonschema.validators.validator_for(sarif_schema)(sarif_schema).iter_errors(log)]
+    (only_run,) = log["runs"]
+    driver, results = only_run["tool"]["driver"], only_run["results"]
+    rules = [rule["id"] for rule in driver["rules"]]
+    if (driver["name"], only_run["columnKind"], len(set(rules))) != ("jsoncodec", "unicodeCodePoints", len(rules)):
+        problems.append(f"driver {driver['name']}, columnKind {only_run['columnKind']}, rules {rules}")
+    expected = [(fault["severity"], fault["file"].replace(" ", "%20"), fault["line"], fault["column"], fault["message"])
+                for fault in faults]
+    found = [(result["level"], result["locations"][0]["physicalLocation"]["artifactLocation"]["uri"],
+              result["locations"][0]["physicalLocation"]["region"]["startLine"],
+              result["locations"][0]["physicalLocation"]["region"]["startColumn"],
+              result["message"]["text"].split(" (did you mean")[0]) for result in results]
+    problems += [f"result {f} where JSON has {e}" for e, f in zip(expected, found) if e != f]
+    problems += [f"{len(found)} results for {len(expected)} faults"] if len(found) != len(expected) else []
+    problems += [f"rule {result['ruleId']} at {result['ruleIndex']} of {rules}, level {result['level']}"
+                 for result in results if rules[result["ruleIndex"]] != result["ruleId"]
+                 or (result["level"] == "warning") != (result["ruleId"] == "unknown-property")]
+    return problems
+
+
+with tempfile.TemporaryDirectory(prefix="jsoncodec-sarif.") as work:
+    examples = sorted(os.path.relpath(os.path.abspath(path), work) for path in documents
+                      if os.path.dirname(path) == sys.argv[2])
+    os.chdir(work)  # relative names, as a CI job gives them
+    with open("a policy.json", "w", encoding="utf-8") as stream:
+        stream.write('{"policyName": "p", "policyWorkflows": [{"workflowNam": "w"}]}\n')
+    problems = sarif_problems(["a policy.json", *examples])
+    verdict(problems, "--format=sarif is a valid SARIF 2.1.0 log with the findings of --format=json")
 sys.exit(1 if failed else 0)
