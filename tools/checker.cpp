@@ -23,8 +23,8 @@ struct Root {
     std::string_view name;
     const jsoncodec::TypeDesc *desc;
 };
-#define ROOT_DESC(T, name_property) {#T, &jsoncodec::T##_desc},
-const Root roots[] = {ROOT_TYPES(ROOT_DESC)};
+#define ROOT_DESC(T, name_property, short_name) {#T, &jsoncodec::T##_desc},
+const Root roots[] = {JSONCODEC_ROOT_TYPES(ROOT_DESC)};
 #undef ROOT_DESC
 
 // Copies each fault the walk reports, whose texts live only during add().

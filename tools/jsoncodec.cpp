@@ -74,7 +74,7 @@ constexpr unsigned long DEFAULT_MAX_FAULTS = 10000;
 // *out_json (release it with free()): the format command. The tree is
 // released before returning. One wrapper per type keeps every library call
 // at its own signature, so the table below can hold a single pointer type.
-#define DEFINE_CONVERT(T, name_property)                                                                    \
+#define DEFINE_CONVERT(T, name_property, short_name)                                                                    \
     int32_t convert_##T(const char *text, char **out_json, int32_t pretty, char *errbuf, uint64_t errlen) { \
         T *tree = nullptr;                                                                                  \
         int32_t status = rmqc_json_to_##T(&tree, text, errbuf, errlen);                                     \
@@ -82,7 +82,7 @@ constexpr unsigned long DEFAULT_MAX_FAULTS = 10000;
         rmqc_free_##T(tree);                                                                                \
         return status;                                                                                      \
     }
-ROOT_TYPES(DEFINE_CONVERT)
+JSONCODEC_ROOT_TYPES(DEFINE_CONVERT)
 #undef DEFINE_CONVERT
 
 using ConvertFn = int32_t (*)(const char *text, char **out_json, int32_t pretty, char *errbuf, uint64_t errlen);
@@ -93,8 +93,8 @@ struct RootType {
     ConvertFn convert;
 };
 
-#define TABLE_ENTRY(T, name_property) {#T, name_property, convert_##T},
-const RootType root_types[] = {ROOT_TYPES(TABLE_ENTRY)};
+#define TABLE_ENTRY(T, name_property, short_name) {#T, name_property, convert_##T},
+const RootType root_types[] = {JSONCODEC_ROOT_TYPES(TABLE_ENTRY)};
 #undef TABLE_ENTRY
 
 enum class Command { check, format, schema };

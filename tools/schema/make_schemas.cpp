@@ -265,8 +265,8 @@ int main(int argc, char **argv) {
         return 2;
     }
 
-#define ROOT_DESC(T, name_property) &jsoncodec::T##_desc,
-    const TypeDesc *const roots[] = {ROOT_TYPES(ROOT_DESC)};
+#define ROOT_DESC(T, name_property, short_name) &jsoncodec::T##_desc,
+    const TypeDesc *const roots[] = {JSONCODEC_ROOT_TYPES(ROOT_DESC)};
 #undef ROOT_DESC
 
     std::string source =
