@@ -41,7 +41,7 @@ class Collector final : public jsoncodec::FaultLog {
             return;
         }
         try {
-            std::string message = fault.line;
+            std::string message = fault.message;
             if (!message.empty() && message.back() == '\n') message.pop_back();
             Fault &copy = out_.faults.emplace_back();
             copy.status = fault.status;

@@ -289,7 +289,7 @@ TEST(EngineCheck, UnknownPropertiesAreWarnedOfWithTheNearestName) {
                 return;
             }
             EXPECT_EQ(f.status, 0);
-            seen.push_back(std::string(f.line) + " @" + f.pointer + (f.hint ? std::string(" ") + f.hint : ""));
+            seen.push_back(std::string(f.message) + " @" + f.pointer + (f.hint ? std::string(" ") + f.hint : ""));
         }
         std::vector<std::string> seen;
     };

@@ -31,7 +31,7 @@ inline const jsoncodec::TypeDesc &table_of(const ErasedRoot &root) {
 struct RecordedFaults final : jsoncodec::FaultLog {
     explicit RecordedFaults(bool every) : FaultLog(every) {}
     void add(const jsoncodec::Fault &fault) override {
-        lines.emplace_back(fault.line);
+        lines.emplace_back(fault.message);
         pointers.emplace_back(fault.pointer);
     }
     std::vector<std::string> lines, pointers;

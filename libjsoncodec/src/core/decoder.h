@@ -54,11 +54,11 @@ class UnionFault final : public FaultLog {
         : FaultLog(false), outer_(outer), path_(path), name_(name), hint_(hint) {}
     void add(const Fault &fault) override {
         char line[TRIAL_BUFFER_SIZE];
-        bounded_format(line, sizeof line, text::union_closest, fault.line);
+        bounded_format(line, sizeof line, text::union_closest, fault.message);
         report_error(line, RMQC_ERR_DECODE, outer_.buf, outer_.len, path_, PATH_FIELD, name_);
         Fault passed = fault;
         passed.status = RMQC_ERR_DECODE;
-        passed.line = outer_.len != 0 ? outer_.buf : "";
+        passed.message = outer_.len != 0 ? outer_.buf : "";
         if (hint_ != nullptr) passed.hint = hint_;
         outer_.log->add(passed);
         done = true;

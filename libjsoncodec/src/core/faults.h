@@ -18,7 +18,7 @@ namespace jsoncodec {
 
 struct Fault {
     int32_t status;
-    const char *line;     // the diagnostic line, as rmqc_json_to_<T> writes it
+    const char *message;  // the diagnostic line, as rmqc_json_to_<T> writes it
     const char *pointer;  // RFC 6901 JSON Pointer of the faulty value ("" is the whole document)
     bool missing;         // the value is a required property that is absent: the place is its object
     const char *hint;     // an allowed text within two edits (or a change of case) of the refused one, or NULL
