@@ -92,9 +92,7 @@ void *__wrap_calloc(size_t n, size_t size) {
     return bench::taken(__real_calloc(n, size), total);
 }
 
-char *__wrap_strdup(const char *s) {
-    return static_cast<char *>(bench::taken(__real_strdup(s), std::strlen(s) + 1));
-}
+char *__wrap_strdup(const char *s) { return static_cast<char *>(bench::taken(__real_strdup(s), std::strlen(s) + 1)); }
 
 // A realloc that succeeds releases the old block and takes the new one,
 // moved or not: the old size is given back either way.
@@ -122,9 +120,7 @@ void *operator new(std::size_t size) {
 }
 void *operator new[](std::size_t size) { return operator new(size); }
 void *operator new(std::size_t size, const std::nothrow_t &) noexcept { return __wrap_malloc(size == 0 ? 1 : size); }
-void *operator new[](std::size_t size, const std::nothrow_t &) noexcept {
-    return __wrap_malloc(size == 0 ? 1 : size);
-}
+void *operator new[](std::size_t size, const std::nothrow_t &) noexcept { return __wrap_malloc(size == 0 ? 1 : size); }
 void operator delete(void *p) noexcept { __wrap_free(p); }
 void operator delete[](void *p) noexcept { __wrap_free(p); }
 void operator delete(void *p, std::size_t) noexcept { __wrap_free(p); }
@@ -135,8 +131,15 @@ void operator delete[](void *p, const std::nothrow_t &) noexcept { __wrap_free(p
 namespace bench {
 
 void install_jansson_hook() {
-    json_set_alloc_funcs([](size_t size) { InJansson mark; return __wrap_malloc(size); },
-                         [](void *p) { InJansson mark; __wrap_free(p); });
+    json_set_alloc_funcs(
+        [](size_t size) {
+            InJansson mark;
+            return __wrap_malloc(size);
+        },
+        [](void *p) {
+            InJansson mark;
+            __wrap_free(p);
+        });
 }
 
 void start_counting() {

@@ -74,10 +74,8 @@ struct SizePlan {
     double min_time;  // seconds
 };
 constexpr SizePlan size_plans[] = {
-    {"20KB", size_t{20} << 10, 15, false, 0, 0},
-    {"100KB", size_t{100} << 10, 15, false, 0, 0},
-    {"1MB", size_t{1} << 20, 15, true, 0, 0.2},
-    {"10MB", size_t{10} << 20, 9, true, 0, 0.4},
+    {"20KB", size_t{20} << 10, 15, false, 0, 0}, {"100KB", size_t{100} << 10, 15, false, 0, 0},
+    {"1MB", size_t{1} << 20, 15, true, 0, 0.2},  {"10MB", size_t{10} << 20, 9, true, 0, 0.4},
     {"60MB", size_t{60} << 20, 5, true, 1, 0},
 };
 constexpr double INTERLEAVED_BUDGET = 0.4;  // seconds of both sides, per size and operation
@@ -446,19 +444,23 @@ std::vector<PairRow> run_interleaved() {
     for (size_t i = 0; i < policies.size(); ++i) {
         const PolicyCase &c = policies[i];
         size_t min_timings = size_plans[i].min_timings;
-        pair(Comparison::Decode, c.info.label, c.info.bytes, min_timings, [&] { decode_released(c.text); },
-             [&] { loads_released(c.text); });
+        pair(
+            Comparison::Decode, c.info.label, c.info.bytes, min_timings, [&] { decode_released(c.text); },
+            [&] { loads_released(c.text); });
         for (int32_t pretty : {0, 1})
-            pair(pretty ? Comparison::EncodePretty : Comparison::EncodeCompact, c.info.label, c.info.bytes,
-                 min_timings, [&] { encode_released(c.policy, pretty); },
-                 [&] { copy_dumps_released(c.tree, pretty ? JANSSON_PRETTY : JANSSON_COMPACT); });
+            pair(
+                pretty ? Comparison::EncodePretty : Comparison::EncodeCompact, c.info.label, c.info.bytes, min_timings,
+                [&] { encode_released(c.policy, pretty); },
+                [&] { copy_dumps_released(c.tree, pretty ? JANSSON_PRETTY : JANSSON_COMPACT); });
     }
     const std::string &last_kind = kind_actions.back();
-    pair(Comparison::ActionDecode, format("kind %d", ACTION_KINDS), last_kind.size(), 15,
-         [&] { action_decode_released(last_kind); }, [&] { loads_released(last_kind); });
-    pair(Comparison::Refused, ten_mb().info.label, refused_text.size(), 9,
-         [&] { refused_by(rmqc_json_to_data_protection_policy, refused_text); },
-         [&] { refused_by(decode_jansson, refused_text); });
+    pair(
+        Comparison::ActionDecode, format("kind %d", ACTION_KINDS), last_kind.size(), 15,
+        [&] { action_decode_released(last_kind); }, [&] { loads_released(last_kind); });
+    pair(
+        Comparison::Refused, ten_mb().info.label, refused_text.size(), 9,
+        [&] { refused_by(rmqc_json_to_data_protection_policy, refused_text); },
+        [&] { refused_by(decode_jansson, refused_text); });
     return rows;
 }
 
@@ -472,8 +474,8 @@ constexpr int LARGE_REPETITIONS = 5;  // of one iteration each, at the largest s
 void register_benchmarks() {
     for (int kind = 1; kind <= ACTION_KINDS; ++kind)
         for (bool loads_only : {false, true})
-            benchmark::RegisterBenchmark(kind_bench_name(kind, loads_only).c_str(), bm_action,
-                                         &kind_actions[kind - 1], loads_only ? loads_action : decode_action,
+            benchmark::RegisterBenchmark(kind_bench_name(kind, loads_only).c_str(), bm_action, &kind_actions[kind - 1],
+                                         loads_only ? loads_action : decode_action,
                                          loads_only ? release_tree : release_action)
                 ->Unit(benchmark::kMicrosecond)
                 ->MinTime(0.05)
@@ -541,9 +543,9 @@ int main(int argc, char **argv) {
     for (size_t i = 0; i < policies.size(); ++i)
         if (size_plans[i].warm_loop) info.sizes.push_back(policies[i].info);
     for (const std::string &text : kind_actions) info.kind_bytes.push_back(text.size());
-    SummaryReporter reporter(isatty(STDOUT_FILENO) ? benchmark::ConsoleReporter::OO_ColorTabular
-                                                   : benchmark::ConsoleReporter::OO_Tabular,
-                             std::move(info));
+    SummaryReporter reporter(
+        isatty(STDOUT_FILENO) ? benchmark::ConsoleReporter::OO_ColorTabular : benchmark::ConsoleReporter::OO_Tabular,
+        std::move(info));
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     reporter.PrintSummary();

@@ -15,7 +15,7 @@ namespace {
 
 // splitmix64: small, fast and the same on every platform and library.
 class Rng {
-public:
+  public:
     explicit Rng(uint64_t seed) : state_(seed) {}
 
     uint64_t next() {
@@ -33,13 +33,13 @@ public:
         return list[below(N)];
     }
 
-private:
+  private:
     uint64_t state_;
 };
 
 // A compact JSON writer into one growing string.
 class Writer {
-public:
+  public:
     explicit Writer(std::string &out) : out_(out) {}
 
     void open_object() {
@@ -113,7 +113,7 @@ public:
 
     std::size_t size() const { return out_.size(); }
 
-private:
+  private:
     void value_start() {
         if (after_key_) {
             after_key_ = false;
@@ -128,27 +128,48 @@ private:
     bool after_key_ = false;
 };
 
-
 // ------------------------------------------------------------ vocabulary
 
 // By tag - 1: the "actionType" text, and a label for benchmark names.
 const char *const kind_texts[ACTION_KINDS] = {
-    "backup",    "probe",         "execute",  "clone",                   "discover",
-    "check connectivity",         "generate index",                      "backup index",
-    "expire",    "server backup", "autostage", "recover space",          "exercise",
-    "WEX checkpoint discover",    "WEX checkpoint backup",
+    "backup",
+    "probe",
+    "execute",
+    "clone",
+    "discover",
+    "check connectivity",
+    "generate index",
+    "backup index",
+    "expire",
+    "server backup",
+    "autostage",
+    "recover space",
+    "exercise",
+    "WEX checkpoint discover",
+    "WEX checkpoint backup",
 };
 const char *const kind_labels[ACTION_KINDS] = {
-    "backup",    "probe",         "execute",  "clone",                   "discover",
-    "check_connectivity",         "generate_index",                      "backup_index",
-    "expire",    "server_backup", "autostage", "recover_space",          "exercise",
-    "wex_checkpoint_discover",    "wex_checkpoint_backup",
+    "backup",
+    "probe",
+    "execute",
+    "clone",
+    "discover",
+    "check_connectivity",
+    "generate_index",
+    "backup_index",
+    "expire",
+    "server_backup",
+    "autostage",
+    "recover_space",
+    "exercise",
+    "wex_checkpoint_discover",
+    "wex_checkpoint_backup",
 };
 const char *const subtype_texts[BACKUP_SUBTYPES] = {"traditional", "snapshot", "archive", "vmware", "vmware-kestrel"};
 // Short slugs for action names, by kind.
 const char *const kind_slugs[ACTION_KINDS] = {
-    "backup", "probe", "exec", "clone", "discover", "check", "index", "idxbk",
-    "expire", "srvbk", "stage", "reclaim", "load", "wexdisc", "wexckpt",
+    "backup", "probe", "exec",  "clone",   "discover", "check",   "index",   "idxbk",
+    "expire", "srvbk", "stage", "reclaim", "load",     "wexdisc", "wexckpt",
 };
 
 // How often each kind occurs in a workflow (percent, summing to 100), and
@@ -162,23 +183,78 @@ const char *const pool_roles[] = {"Primary", "Offsite", "DR", "Clone", "LongTerm
 const char *const sites[] = {"dc1", "dc2", "dr", "zrh", "sao", "fra", "nyc"};
 const char *const domains[] = {"example.com", "corp.example.net", "lab.example.org"};
 const char *const departments[] = {"finance", "hr", "eng", "sales", "legal", "ops", "research", "support"};
-const char *const workflow_themes[] = {"Filesystems", "NAS Snapshots", "Virtual Machines", "Monthly Archive",
-                                       "Server Maintenance", "Databases", "Exchange", "Home Directories",
-                                       "Build Farm", "Load Test"};
+const char *const workflow_themes[] = {"Filesystems",        "NAS Snapshots", "Virtual Machines", "Monthly Archive",
+                                       "Server Maintenance", "Databases",     "Exchange",         "Home Directories",
+                                       "Build Farm",         "Load Test"};
 const char *const period_units[] = {"Days", "Weeks", "Months", "Years"};
-const char *const words[] = {
-    "nightly", "backup", "of", "the", "finance", "shares", "cloned", "to", "second", "site", "retain",
-    "for", "audit", "skip", "clients", "that", "are", "down", "Zürich", "office", "database", "dumps",
-    "weekly", "full", "incremental", "synthetic", "see", "runbook", "change", "window", "approved", "by",
-    "storage", "team", "quarterly", "restore", "test", "\"critical\"", "São", "Paulo", "after", "before",
-    "the", "and", "with", "only", "when", "finished", "legal", "hold", "on", "mailboxes", "do", "not",
-    "disable", "without", "ticket", "owner:", "ops-oncall", "C:\\Data\\Projects", "/srv/export/home"};
+const char *const words[] = {"nightly",
+                             "backup",
+                             "of",
+                             "the",
+                             "finance",
+                             "shares",
+                             "cloned",
+                             "to",
+                             "second",
+                             "site",
+                             "retain",
+                             "for",
+                             "audit",
+                             "skip",
+                             "clients",
+                             "that",
+                             "are",
+                             "down",
+                             "Zürich",
+                             "office",
+                             "database",
+                             "dumps",
+                             "weekly",
+                             "full",
+                             "incremental",
+                             "synthetic",
+                             "see",
+                             "runbook",
+                             "change",
+                             "window",
+                             "approved",
+                             "by",
+                             "storage",
+                             "team",
+                             "quarterly",
+                             "restore",
+                             "test",
+                             "\"critical\"",
+                             "São",
+                             "Paulo",
+                             "after",
+                             "before",
+                             "the",
+                             "and",
+                             "with",
+                             "only",
+                             "when",
+                             "finished",
+                             "legal",
+                             "hold",
+                             "on",
+                             "mailboxes",
+                             "do",
+                             "not",
+                             "disable",
+                             "without",
+                             "ticket",
+                             "owner:",
+                             "ops-oncall",
+                             "C:\\Data\\Projects",
+                             "/srv/export/home"};
 const char *const week_backup_levels[] = {"full", "incr", "incr", "incr", "synth full", "skip", "incr", "txnlog"};
 const char *const other_levels[] = {"exec", "exec", "exec", "exec", "skip"};
-const char *const override_texts[] = {"full first friday every month", "skip 12/25/2025", "incr last day every month",
-                                      "skip 01/01/2026", "full last saturday every month", "exec 07/04/2026"};
-const char *const custom_tags[] = {"gold", "silver", "filesystem", "sql", "vm", "nas", "compliance", "pci", "gdpr",
-                                   "tier-1", "dev", "prod"};
+const char *const override_texts[] = {"full first friday every month",  "skip 12/25/2025",
+                                      "incr last day every month",      "skip 01/01/2026",
+                                      "full last saturday every month", "exec 07/04/2026"};
+const char *const custom_tags[] = {"gold",       "silver", "filesystem", "sql",    "vm",  "nas",
+                                   "compliance", "pci",    "gdpr",       "tier-1", "dev", "prod"};
 const char *const saveset_types[] = {"filesystem", "vmware", "database", "nas", "exchange"};
 const char *const levels[] = {"full", "incr", "synth full", "txnlog", "manual"};
 const char *const execute_on[] = {"completion", "failure", "ignore"};
@@ -189,8 +265,7 @@ const char *const timestamp_formats[] = {"none", "iso", "unix"};
 const char *const wex_save_types[] = {"VMDK", "VirtualMachine"};
 const char *const run_tlog_options[] = {"abKestrelRunTlogInterval", "abKestrelRunTlogEndOfBackup"};
 const char *const tier_app_options[] = {"abKestrelAppTierNone", "abKestrelAppTier2", "abKestrelAppTier3"};
-const char *const saveset_selections[] = {"oldest saveset", "largest saveset", "smallest saveset",
-                                          "youngest saveset"};
+const char *const saveset_selections[] = {"oldest saveset", "largest saveset", "smallest saveset", "youngest saveset"};
 const char *const exercise_functions[] = {"generate", "passthru"};
 const char *const force_levels[] = {"full", "incr", "synth full"};
 
@@ -244,9 +319,8 @@ void notification(Writer &w, const char *name, Rng &rng) {
     w.key(name);
     w.open_object();
     w.prop("policyCompletionNotificationExecuteOn", rng.pick(execute_on));
-    w.prop("policyCompletionNotificationAction",
-           format("/usr/local/bin/notify-ops --channel backup-%s --severity %s", rng.pick(departments),
-                  rng.chance(50) ? "high" : "normal"));
+    w.prop("policyCompletionNotificationAction", format("/usr/local/bin/notify-ops --channel backup-%s --severity %s",
+                                                        rng.pick(departments), rng.chance(50) ? "high" : "normal"));
     w.close_object();
 }
 
@@ -308,16 +382,17 @@ void backup_subtype(Writer &w, int subtype, Rng &rng, Presence present) {
         case 4:  // vmware
             if (present(rng)) w.prop("abvDestinationPool", pool(rng));
             if (present(rng)) w.prop_bool("abvUseWexInternalStorage", rng.chance(30));
-            if (present(rng)) w.prop("abvWexName", format("wex-%02d.%s.%s", rng.between(1, 12), rng.pick(sites),
-                                                          rng.pick(domains)));
+            if (present(rng))
+                w.prop("abvWexName", format("wex-%02d.%s.%s", rng.between(1, 12), rng.pick(sites), rng.pick(domains)));
             if (present(rng)) w.prop("abvWexSaveType", rng.pick(wex_save_types));
             break;
         default:  // the proxy VMware backup
             if (present(rng)) w.prop("abKestrelDestinationPool", pool(rng));
             if (present(rng)) w.prop_bool("abKestrelFailBackupsOnQuiesceError", rng.chance(50));
             if (present(rng)) w.prop("abKestrelForceBackupLevel", rng.pick(force_levels));
-            if (present(rng)) w.prop("abKestrelName", format("proxy-%02d.%s.%s", rng.between(1, 12),
-                                                             rng.pick(sites), rng.pick(domains)));
+            if (present(rng))
+                w.prop("abKestrelName",
+                       format("proxy-%02d.%s.%s", rng.between(1, 12), rng.pick(sites), rng.pick(domains)));
             if (present(rng)) w.prop_bool("abKestrelQuiesceApp", rng.chance(70));
             if (present(rng)) w.prop_int("abKestrelQuiesceTimeout", 60 * rng.between(1, 30));
             if (present(rng)) w.prop("abKestrelRunTlogOption", rng.pick(run_tlog_options));
@@ -512,9 +587,8 @@ struct Opening {
     int kind;
     int subtype;
 };
-constexpr Opening opening[] = {{1, 1},  {2, 0},  {3, 0},  {4, 0},  {5, 0},  {6, 0},  {7, 0},
-                               {8, 0},  {9, 0},  {10, 0}, {11, 0}, {12, 0}, {13, 0}, {14, 0},
-                               {15, 0}, {1, 2},  {1, 3},  {1, 4},  {1, 5}};
+constexpr Opening opening[] = {{1, 1},  {2, 0},  {3, 0},  {4, 0},  {5, 0},  {6, 0}, {7, 0}, {8, 0}, {9, 0}, {10, 0},
+                               {11, 0}, {12, 0}, {13, 0}, {14, 0}, {15, 0}, {1, 2}, {1, 3}, {1, 4}, {1, 5}};
 
 void workflow(Writer &w, int number, uint64_t &action_number, Rng &rng) {
     int count = rng.between(5, 25);
@@ -549,14 +623,15 @@ void workflow(Writer &w, int number, uint64_t &action_number, Rng &rng) {
     if (rng.chance(20)) w.prop("workflowEndtime", clock_time(rng));
     if (rng.chance(70)) {
         std::vector<std::string> groups(static_cast<std::size_t>(rng.between(1, 5)));
-        for (std::string &group : groups) group = format("%s-%s-%s", rng.pick(tiers), rng.pick(departments), rng.pick(media));
+        for (std::string &group : groups)
+            group = format("%s-%s-%s", rng.pick(tiers), rng.pick(departments), rng.pick(media));
         w.prop_strings("workflowGroups", groups);
     }
     if (rng.chance(60)) w.prop("workflowInterval", format("%02d:00", rng.between(1, 24)));
     if (rng.chance(2)) w.prop("workflowNewName", format("Renamed workflow %05d", number));
     if (rng.chance(25))
-        w.prop("workflowNextstart", format("2026-%02d-%02dT%s:00", rng.between(1, 12), rng.between(1, 28),
-                                           clock_time(rng).c_str()));
+        w.prop("workflowNextstart",
+               format("2026-%02d-%02dT%s:00", rng.between(1, 12), rng.between(1, 28), clock_time(rng).c_str()));
     if (rng.chance(30)) w.prop("workflowRestartWindow", format("%02d:00", rng.between(1, 12)));
     if (rng.chance(60)) w.prop("workflowStarttime", clock_time(rng));
     w.close_object();
@@ -608,7 +683,8 @@ std::string make_action(int kind_tag, int subtype_tag, uint64_t seed) {
     std::string text;
     Writer w(text);
     const std::string previous = "check-clients";
-    ActionPlan plan{kind_tag, kind_tag == 1 ? subtype_tag : 0, format("%s-typical", kind_slugs[kind_tag - 1]), &previous};
+    ActionPlan plan{kind_tag, kind_tag == 1 ? subtype_tag : 0, format("%s-typical", kind_slugs[kind_tag - 1]),
+                    &previous};
     action(w, plan, common, specific, Presence{0});
     return text;
 }

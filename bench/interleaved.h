@@ -77,8 +77,7 @@ PairTimings interleave(Ours &&ours, Theirs &&theirs, const PairPlan &plan) {
     while (std::min(timed(ours, timings.batch), timed(theirs, timings.batch)) * timings.batch < MIN_TIMING)
         timings.batch *= 2;
     double spent = 0;
-    while (timings.ours.size() < plan.max_timings &&
-           (timings.ours.size() < plan.min_timings || spent < plan.budget)) {
+    while (timings.ours.size() < plan.max_timings && (timings.ours.size() < plan.min_timings || spent < plan.budget)) {
         timings.ours.push_back(timed(ours, timings.batch));
         timings.theirs.push_back(timed(theirs, timings.batch));
         spent += (timings.ours.back() + timings.theirs.back()) * timings.batch;

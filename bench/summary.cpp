@@ -177,8 +177,7 @@ void SummaryReporter::PrintSummary() {
     for (const HeapReport &heap : info_.heap)
         row(format("policy %s (malloc family, operator new, jansson)", heap.size.label.c_str()),
             {double(heap.size.bytes), double(heap.decode.returned_bytes), double(heap.decode.returned_blocks),
-             double(heap.decode.largest_request),
-             double(heap.decode.library_allocs + heap.decode.jansson_allocs)},
+             double(heap.decode.largest_request), double(heap.decode.library_allocs + heap.decode.jansson_allocs)},
             "%10.0f");
     out << "  (given back: bytes requested by blocks allocated and freed within the call, a realloc\n"
            "   giving back its old block; largest: the largest single request, in bytes)\n\n";

@@ -85,7 +85,7 @@ struct RunInfo {
 };
 
 class SummaryReporter : public benchmark::ConsoleReporter {
-public:
+  public:
     SummaryReporter(OutputOptions options, RunInfo info);
 
     void ReportRuns(const std::vector<Run> &runs) override;
@@ -93,12 +93,12 @@ public:
     // them, since none run when a filter matches none.
     void PrintSummary();
 
-protected:
+  protected:
     // Of the aggregates of repeated benchmarks, prints the median and the
     // coefficient of variation only.
     void PrintRunData(const Run &run) override;
 
-private:
+  private:
     // CPU seconds per iteration of a benchmark (the median of its
     // repetitions when repeated), or a negative number when it was not run.
     double seconds(const std::string &name) const;

@@ -43,7 +43,9 @@ T at(const void *record, uint32_t offset) {
     return value;
 }
 
-bool same_text(const char *a, const char *b) { return a == nullptr ? b == nullptr : b != nullptr && !std::strcmp(a, b); }
+bool same_text(const char *a, const char *b) {
+    return a == nullptr ? b == nullptr : b != nullptr && !std::strcmp(a, b);
+}
 
 // Whether two trees of `type` hold the same values, flags, counts and tags.
 bool same_record(const TypeDesc &type, const void *a, const void *b) {
@@ -51,7 +53,8 @@ bool same_record(const TypeDesc &type, const void *a, const void *b) {
         if (!f.required && at<uint8_t>(a, f.present_offset) != at<uint8_t>(b, f.present_offset)) return false;
         if (!f.required && at<uint8_t>(a, f.present_offset) == 0) continue;
         const void *pa = at<const void *>(a, f.offset), *pb = at<const void *>(b, f.offset);
-        uint64_t count = f.kind == Kind::StringArray || f.kind == Kind::IntegerArray ? at<uint64_t>(a, f.count_offset) : 0;
+        uint64_t count =
+            f.kind == Kind::StringArray || f.kind == Kind::IntegerArray ? at<uint64_t>(a, f.count_offset) : 0;
         bool same = true;
         switch (f.kind) {
             case Kind::String:
@@ -62,20 +65,28 @@ bool same_record(const TypeDesc &type, const void *a, const void *b) {
             case Kind::IntegerArray:
                 same = count == at<uint64_t>(b, f.count_offset);
                 for (uint64_t i = 0; same && i < count; ++i)
-                    same = f.kind == Kind::IntegerArray ? static_cast<const int64_t *>(pa)[i] == static_cast<const int64_t *>(pb)[i]
-                                                        : same_text(static_cast<char *const *>(pa)[i], static_cast<char *const *>(pb)[i]);
+                    same = f.kind == Kind::IntegerArray
+                               ? static_cast<const int64_t *>(pa)[i] == static_cast<const int64_t *>(pb)[i]
+                               : same_text(static_cast<char *const *>(pa)[i], static_cast<char *const *>(pb)[i]);
                 break;
-            case Kind::Record: same = same_record(*f.nested, static_cast<const char *>(a) + f.offset, static_cast<const char *>(b) + f.offset); break;
-            case Kind::RecordPointer: same = pa == nullptr ? pb == nullptr : pb != nullptr && same_record(*f.nested, pa, pb); break;
+            case Kind::Record:
+                same = same_record(*f.nested, static_cast<const char *>(a) + f.offset,
+                                   static_cast<const char *>(b) + f.offset);
+                break;
+            case Kind::RecordPointer:
+                same = pa == nullptr ? pb == nullptr : pb != nullptr && same_record(*f.nested, pa, pb);
+                break;
             case Kind::List:
-                for (; same && pa != nullptr && pb != nullptr; pa = at<const void *>(pa, 0), pb = at<const void *>(pb, 0))
+                for (; same && pa != nullptr && pb != nullptr;
+                     pa = at<const void *>(pa, 0), pb = at<const void *>(pb, 0))
                     same = same_record(*f.nested, pa, pb);
                 same = same && pa == pb;
                 break;
             case Kind::Union: {
                 uint8_t tag = at<uint8_t>(a, f.tag_offset);
                 same = tag == at<uint8_t>(b, f.tag_offset) &&
-                       same_record(*f.members->types[tag - 1], static_cast<const char *>(a) + f.offset, static_cast<const char *>(b) + f.offset);
+                       same_record(*f.members->types[tag - 1], static_cast<const char *>(a) + f.offset,
+                                   static_cast<const char *>(b) + f.offset);
                 break;
             }
         }
@@ -101,7 +112,8 @@ Outcome decode(bool fast, const TypeDesc &type, const char *text, uint64_t errle
 Outcome encode(bool fast, const TypeDesc &type, const void *tree, int32_t pretty) {
     std::string buf(1024, 'x');
     char *text = &sentinel;
-    Outcome o{(fast ? encode_export : encode_export_through_jansson)(type, tree, &text, buf.data(), buf.size(), pretty, "NULL"),
+    Outcome o{(fast ? encode_export : encode_export_through_jansson)(type, tree, &text, buf.data(), buf.size(), pretty,
+                                                                     "NULL"),
               nullptr, buf};
     if (text != &sentinel && text != nullptr) o.line += text;
     if (text != &sentinel) std::free(text);
@@ -127,19 +139,25 @@ void collect(const TypeDesc &type, char *record, std::vector<Site> &sites) {
         sites.push_back({&f, record});
         char *value = record + f.offset;
         if (f.kind == Kind::Record) collect(*f.nested, value, sites);
-        if (f.kind == Kind::RecordPointer && *reinterpret_cast<char **>(value)) collect(*f.nested, *reinterpret_cast<char **>(value), sites);
-        if (f.kind == Kind::Union) collect(*f.members->types[static_cast<uint8_t>(record[f.tag_offset]) - 1], value, sites);
+        if (f.kind == Kind::RecordPointer && *reinterpret_cast<char **>(value))
+            collect(*f.nested, *reinterpret_cast<char **>(value), sites);
+        if (f.kind == Kind::Union)
+            collect(*f.members->types[static_cast<uint8_t>(record[f.tag_offset]) - 1], value, sites);
         if (f.kind == Kind::List)
-            for (char *node = *reinterpret_cast<char **>(value); node != nullptr; node = *reinterpret_cast<char **>(node))
+            for (char *node = *reinterpret_cast<char **>(value); node != nullptr;
+                 node = *reinterpret_cast<char **>(node))
                 collect(*f.nested, node, sites);
     }
 }
 
 // Damages the site in one of several ways, encodes both ways, and restores it.
 void damage_and_encode(const TypeDesc &type, void *tree, const Site &site, unsigned how) {
-    static const char *const texts[] = {nullptr, "\xc3\x28", "\xed\xa0\x80", "\xf4\x90\x80\x80", "Week", "\x01\"\\/\x7f\xe2\x82\xac"};
+    static const char *const texts[] = {
+        nullptr, "\xc3\x28", "\xed\xa0\x80", "\xf4\x90\x80\x80", "Week", "\x01\"\\/\x7f\xe2\x82\xac"};
     const FieldDesc &f = *site.field;
-    char *slot = site.record + (f.kind == Kind::Union ? f.tag_offset : f.kind == Kind::StringArray || f.kind == Kind::IntegerArray ? f.count_offset : f.offset);
+    char *slot = site.record + (f.kind == Kind::Union                                         ? f.tag_offset
+                                : f.kind == Kind::StringArray || f.kind == Kind::IntegerArray ? f.count_offset
+                                                                                              : f.offset);
     const size_t width = f.kind == Kind::Union ? 1 : f.kind == Kind::Boolean ? 4 : 8;
     char saved[8];
     std::memcpy(saved, slot, width);
@@ -170,7 +188,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     for (const TypeDesc *type : roots) {
         for (uint64_t errlen : {short_errlen, uint64_t{4096}}) {
             Outcome fast = decode(true, *type, text.c_str(), errlen), slow = decode(false, *type, text.c_str(), errlen);
-            require(fast.status == slow.status && fast.line == slow.line && (fast.out == &sentinel) == (slow.out == &sentinel) &&
+            require(fast.status == slow.status && fast.line == slow.line &&
+                        (fast.out == &sentinel) == (slow.out == &sentinel) &&
                         (fast.out == nullptr) == (slow.out == nullptr),
                     "decoding", *type, fast.line, slow.line);
             if (fast.status == 0) {

@@ -77,8 +77,11 @@ Call decode_with(const char *text, uint64_t errlen) {
     std::memset(errbuf, '#', size);
     Call call{0, sentinel, {}};
     call.status = decode(&call.out, text, errbuf, errlen);
-    if (errlen == 0) require(errbuf[0] == '#', "wrote into the error buffer although errlen is 0", "");
-    else require(std::memchr(errbuf, '\0', size) != nullptr, "the line is not NUL-terminated", std::string(errbuf, size));
+    if (errlen == 0)
+        require(errbuf[0] == '#', "wrote into the error buffer although errlen is 0", "");
+    else
+        require(std::memchr(errbuf, '\0', size) != nullptr, "the line is not NUL-terminated",
+                std::string(errbuf, size));
     if (errlen != 0) call.line = errbuf;
     std::free(errbuf);
     return call;
@@ -164,8 +167,8 @@ void check_faults(const std::string &input, const Call &full) {
                     ++at_column;
                 }
             }
-            require(fault.line == at_line && fault.column == at_column, "a fault's line and column are not its offset's",
-                    fault.message);
+            require(fault.line == at_line && fault.column == at_column,
+                    "a fault's line and column are not its offset's", fault.message);
             require(fault.severity == tool::Severity::error || (fault.status == RMQC_OK && text[fault.offset] == '"'),
                     "a warning is not placed at a key", fault.message);
             has_export_fault = has_export_fault || line == fault.message;

@@ -15,15 +15,15 @@ enum class Severity { error, warning };
 
 struct Fault {
     Severity severity = Severity::error;
-    int32_t status;       // the library's status code
-    std::string message;  // the library's diagnostic line, without a final newline
-    std::string pointer;  // RFC 6901 JSON Pointer of the faulty value ("": the document)
-    std::string hint;     // an allowed text close to the refused one, or the property a missing or
-                          // unknown one was likely meant to be; empty: none
-    std::string note;     // a plain account of a parse failure the message puts cryptically; empty: none
-    bool missing = false;       // a required property is absent: the place is its object
-    bool at_key = false;        // the place is the key of the property the pointer names, not its value
-    int32_t parse_line = 0;     // a text that does not parse: the place jansson names (else 0 and 0)
+    int32_t status;          // the library's status code
+    std::string message;     // the library's diagnostic line, without a final newline
+    std::string pointer;     // RFC 6901 JSON Pointer of the faulty value ("": the document)
+    std::string hint;        // an allowed text close to the refused one, or the property a missing or
+                             // unknown one was likely meant to be; empty: none
+    std::string note;        // a plain account of a parse failure the message puts cryptically; empty: none
+    bool missing = false;    // a required property is absent: the place is its object
+    bool at_key = false;     // the place is the key of the property the pointer names, not its value
+    int32_t parse_line = 0;  // a text that does not parse: the place jansson names (else 0 and 0)
     int32_t parse_column = 0;
     size_t offset = 0;  // the place in the text, in bytes: the value's first character; for a
                         // missing property, its object's brace; for a text that does not

@@ -74,7 +74,7 @@ constexpr unsigned long DEFAULT_MAX_FAULTS = 10000;
 // *out_json (release it with free()): the format command. The tree is
 // released before returning. One wrapper per type keeps every library call
 // at its own signature, so the table below can hold a single pointer type.
-#define DEFINE_CONVERT(T, name_property, short_name)                                                                    \
+#define DEFINE_CONVERT(T, name_property, short_name)                                                        \
     int32_t convert_##T(const char *text, char **out_json, int32_t pretty, char *errbuf, uint64_t errlen) { \
         T *tree = nullptr;                                                                                  \
         int32_t status = rmqc_json_to_##T(&tree, text, errbuf, errlen);                                     \
@@ -112,13 +112,13 @@ struct Run {
     const RootType *type = nullptr;  // nullptr: told by each document
     bool compact = false;            // format --compact
     Destination destination = Destination::output;
-    bool first = false;                            // check --first
+    bool first = false;                             // check --first
     unsigned long max_faults = DEFAULT_MAX_FAULTS;  // check --max-faults; 0: no limit
-    bool colour = false;                           // whether the fault text is coloured
-    bool strict = false;                           // --strict: warnings refuse the document
-    bool warnings = true;                          // shown; --no-warnings hides them
-    bool drop_unknown = false;                     // format --drop-unknown
-    Output output = Output::text;                  // check --format
+    bool colour = false;                            // whether the fault text is coloured
+    bool strict = false;                            // --strict: warnings refuse the document
+    bool warnings = true;                           // shown; --no-warnings hides them
+    bool drop_unknown = false;                      // format --drop-unknown
+    Output output = Output::text;                   // check --format
     json_t *json = nullptr;  // --format=json: the array of faults; sarif: the results; else nullptr
 };
 
@@ -159,158 +159,162 @@ constexpr const char synopsis[] =
 
 void print_help(FILE *to) {
     fputs(synopsis, to);
-    fputs("\n"
-          "Check, reformat and describe the JSON configuration documents of the\n"
-          "backup server (policies, workflows, actions, rules, item definitions)\n"
-          "with libjsoncodec.\n"
-          "\n"
-          "Commands:\n"
-          "  check   Decode each FILE as its root type. A valid document prints\n"
-          "          nothing. A refused one prints each of its faults on standard\n"
-          "          error, in file order, as a compiler does: the place, the\n"
-          "          library's diagnostic line, the source line with a caret under\n"
-          "          the place, and a note when a refused text is close to an\n"
-          "          allowed one, or when a text that does not parse has a plain\n"
-          "          reason (a byte-order mark, \\u0000 in a text, no JSON at all), e.g.\n"
-          "            examples/rule-faulty.json:15:36: error: <rule>.ruleItem_Def...\n"
-          "                15 |             \"item_definitionType\": 1,\n"
-          "                   |                                    ^\n"
-          "          LINE and COLUMN count from 1; the column counts characters, and\n"
-          "          the caret is placed by their width on the terminal. The place\n"
-          "          is the start of the faulty value; for a missing property, the\n"
-          "          opening brace of the object that lacks it; for a text that does\n"
-          "          not parse, where the JSON parser stopped. A union that matches\n"
-          "          none of its members is one fault, placed where its closest\n"
-          "          member failed. A text holding a NUL byte is refused there:\n"
-          "            FILE:LINE:COLUMN: error: the text holds a NUL byte\n"
-          "          Every FILE is checked, whatever happened to the ones before.\n"
-          "          A property that its record's type does not know, which the\n"
-          "          library ignores (and format drops), is a warning at its key,\n"
-          "          with a note naming the type's property within two edits (or a\n"
-          "          change of case) when there is one; a missing property that\n"
-          "          such a key was likely meant to be gets the same note (also in\n"
-          "          a union member that did not match):\n"
-          "            FILE:3:5: warning: <data_protection_policy>: property\n"
-          "              'PolicyComment' is not part of 'data_protection_policy'...\n"
-          "            FILE:3:5: note: did you mean 'policyComment'?\n"
-          "          Errors and warnings come in file order. Warnings alone leave\n"
-          "          the exit status 0.\n"
-          "  format  Decode FILE and encode it again to standard output, indented by\n"
-          "          four blanks, or on one line with --compact, followed by a\n"
-          "          newline. Properties come out in record order; properties the\n"
-          "          type does not know are dropped, each with a warning on standard\n"
-          "          error. That text is the document's canonical form.\n"
-          "          -i rewrites each FILE that is not in canonical form with its\n"
-          "          formatted text, atomically: a new file in the same folder,\n"
-          "          given the file's owner, group and mode, renamed over it. It\n"
-          "          leaves untouched, with exit status 2, a FILE that is not a\n"
-          "          regular file, has more than one hard link, may not be written\n"
-          "          by the user, or whose owner and group a new file cannot be\n"
-          "          given; and, with exit status 1, a refused FILE, whose first\n"
-          "          fault it reports as check --first does; also with exit status\n"
-          "          1, a FILE with properties its type does not know, whose values\n"
-          "          formatting would drop, unless --drop-unknown is given. Stopped\n"
-          "          by SIGINT, SIGTERM or SIGHUP, it removes its new file first.\n"
-          "          --check changes nothing: it lists on standard output each\n"
-          "          FILE not in canonical form and exits 1 if there is one; for a\n"
-          "          FILE with unknown properties it says so on standard error.\n"
-          "  schema  Print the JSON Schema (draft 2020-12) of the root type TYPE,\n"
-          "          generated from the library's own record tables. Properties\n"
-          "          not listed are allowed, as the library ignores them; with\n"
-          "          --strict every record has \"additionalProperties\": false, so\n"
-          "          that an editor flags them as check does.\n"
-          "\n"
-          "Options:\n"
-          "  --type TYPE, --type=TYPE\n"
-          "             decode as TYPE instead of telling the type from the document\n"
-          "  --first    (check) report only each document's first fault, the one\n"
-          "             the library's rmqc_json_to_ functions report\n"
-          "  --max-faults=N\n"
-          "             (check) report no more than the first N faults the check\n"
-          "             meets in a document, and say so when it stops there;\n"
-          "             0: no limit (the default is 10000); not with --first\n"
-          "  --strict   (check, format) count warnings as errors: a document with\n"
-          "             unknown properties is refused (exit status 1), and format\n"
-          "             writes nothing for it; like a compiler's -Werror\n"
-          "  --no-warnings\n"
-          "             (check, format) do not show warnings; not with --strict\n"
-          "  --drop-unknown\n"
-          "             (format) let -i rewrite a file whose unknown properties it\n"
-          "             drops; not with --strict\n"
-          "  --format=text|json|sarif|github\n"
-          "             (check) text (the default), or on standard output:\n"
-          "             json: one JSON array for the whole run, with an object per\n"
-          "             fault: file, line, column, severity (error or warning),\n"
-          "             path (an RFC 6901 JSON Pointer to the value; for a missing\n"
-          "             property, where it belongs; for an unknown one, its key),\n"
-          "             status (the library's status code; 0 for a warning),\n"
-          "             message (the library's line, or the one of a NUL byte)\n"
-          "             and, when there is a 'did you mean' note, hint (the\n"
-          "             allowed text); [] when every document is valid.\n"
-          "             sarif: one SARIF 2.1.0 log for the run, for code-scanning\n"
-          "             services: the tool, its rules (invalid-json,\n"
-          "             missing-property, invalid-value, unknown-property), each\n"
-          "             finding with its rule, level, message, file (as a relative\n"
-          "             URI when FILE is relative) and line and column (counting\n"
-          "             characters: columnKind unicodeCodePoints).\n"
-          "             github: one GitHub Actions workflow command per finding,\n"
-          "             ::error file=FILE,line=LINE,col=COLUMN::MESSAGE (or\n"
-          "             ::warning), which the job's log shows as annotations\n"
-          "  --color[=WHEN]\n"
-          "             colour the faults: auto (the default: when standard error\n"
-          "             is a terminal and NO_COLOR is not set), always or never;\n"
-          "             --color alone is always\n"
-          "  --compact  (format) one line, without blanks after separators\n"
-          "  -i, --in-place  (format) rewrite each FILE in canonical form\n"
-          "  --check    (format) list the FILEs not in canonical form; not with -i\n"
-          "  -h, --help print this text and exit\n"
-          "  --version  print the version and exit (alone)\n"
-          "  --         end of options: the arguments after it are files\n"
-          "Options and files can come in any order; a long option can be shortened\n"
-          "while it stays unambiguous.\n"
-          "\n"
-          "TYPE is one of: ",
-          to);
+    fputs(
+        "\n"
+        "Check, reformat and describe the JSON configuration documents of the\n"
+        "backup server (policies, workflows, actions, rules, item definitions)\n"
+        "with libjsoncodec.\n"
+        "\n"
+        "Commands:\n"
+        "  check   Decode each FILE as its root type. A valid document prints\n"
+        "          nothing. A refused one prints each of its faults on standard\n"
+        "          error, in file order, as a compiler does: the place, the\n"
+        "          library's diagnostic line, the source line with a caret under\n"
+        "          the place, and a note when a refused text is close to an\n"
+        "          allowed one, or when a text that does not parse has a plain\n"
+        "          reason (a byte-order mark, \\u0000 in a text, no JSON at all), e.g.\n"
+        "            examples/rule-faulty.json:15:36: error: <rule>.ruleItem_Def...\n"
+        "                15 |             \"item_definitionType\": 1,\n"
+        "                   |                                    ^\n"
+        "          LINE and COLUMN count from 1; the column counts characters, and\n"
+        "          the caret is placed by their width on the terminal. The place\n"
+        "          is the start of the faulty value; for a missing property, the\n"
+        "          opening brace of the object that lacks it; for a text that does\n"
+        "          not parse, where the JSON parser stopped. A union that matches\n"
+        "          none of its members is one fault, placed where its closest\n"
+        "          member failed. A text holding a NUL byte is refused there:\n"
+        "            FILE:LINE:COLUMN: error: the text holds a NUL byte\n"
+        "          Every FILE is checked, whatever happened to the ones before.\n"
+        "          A property that its record's type does not know, which the\n"
+        "          library ignores (and format drops), is a warning at its key,\n"
+        "          with a note naming the type's property within two edits (or a\n"
+        "          change of case) when there is one; a missing property that\n"
+        "          such a key was likely meant to be gets the same note (also in\n"
+        "          a union member that did not match):\n"
+        "            FILE:3:5: warning: <data_protection_policy>: property\n"
+        "              'PolicyComment' is not part of 'data_protection_policy'...\n"
+        "            FILE:3:5: note: did you mean 'policyComment'?\n"
+        "          Errors and warnings come in file order. Warnings alone leave\n"
+        "          the exit status 0.\n"
+        "  format  Decode FILE and encode it again to standard output, indented by\n"
+        "          four blanks, or on one line with --compact, followed by a\n"
+        "          newline. Properties come out in record order; properties the\n"
+        "          type does not know are dropped, each with a warning on standard\n"
+        "          error. That text is the document's canonical form.\n"
+        "          -i rewrites each FILE that is not in canonical form with its\n"
+        "          formatted text, atomically: a new file in the same folder,\n"
+        "          given the file's owner, group and mode, renamed over it. It\n"
+        "          leaves untouched, with exit status 2, a FILE that is not a\n"
+        "          regular file, has more than one hard link, may not be written\n"
+        "          by the user, or whose owner and group a new file cannot be\n"
+        "          given; and, with exit status 1, a refused FILE, whose first\n"
+        "          fault it reports as check --first does; also with exit status\n"
+        "          1, a FILE with properties its type does not know, whose values\n"
+        "          formatting would drop, unless --drop-unknown is given. Stopped\n"
+        "          by SIGINT, SIGTERM or SIGHUP, it removes its new file first.\n"
+        "          --check changes nothing: it lists on standard output each\n"
+        "          FILE not in canonical form and exits 1 if there is one; for a\n"
+        "          FILE with unknown properties it says so on standard error.\n"
+        "  schema  Print the JSON Schema (draft 2020-12) of the root type TYPE,\n"
+        "          generated from the library's own record tables. Properties\n"
+        "          not listed are allowed, as the library ignores them; with\n"
+        "          --strict every record has \"additionalProperties\": false, so\n"
+        "          that an editor flags them as check does.\n"
+        "\n"
+        "Options:\n"
+        "  --type TYPE, --type=TYPE\n"
+        "             decode as TYPE instead of telling the type from the document\n"
+        "  --first    (check) report only each document's first fault, the one\n"
+        "             the library's rmqc_json_to_ functions report\n"
+        "  --max-faults=N\n"
+        "             (check) report no more than the first N faults the check\n"
+        "             meets in a document, and say so when it stops there;\n"
+        "             0: no limit (the default is 10000); not with --first\n"
+        "  --strict   (check, format) count warnings as errors: a document with\n"
+        "             unknown properties is refused (exit status 1), and format\n"
+        "             writes nothing for it; like a compiler's -Werror\n"
+        "  --no-warnings\n"
+        "             (check, format) do not show warnings; not with --strict\n"
+        "  --drop-unknown\n"
+        "             (format) let -i rewrite a file whose unknown properties it\n"
+        "             drops; not with --strict\n"
+        "  --format=text|json|sarif|github\n"
+        "             (check) text (the default), or on standard output:\n"
+        "             json: one JSON array for the whole run, with an object per\n"
+        "             fault: file, line, column, severity (error or warning),\n"
+        "             path (an RFC 6901 JSON Pointer to the value; for a missing\n"
+        "             property, where it belongs; for an unknown one, its key),\n"
+        "             status (the library's status code; 0 for a warning),\n"
+        "             message (the library's line, or the one of a NUL byte)\n"
+        "             and, when there is a 'did you mean' note, hint (the\n"
+        "             allowed text); [] when every document is valid.\n"
+        "             sarif: one SARIF 2.1.0 log for the run, for code-scanning\n"
+        "             services: the tool, its rules (invalid-json,\n"
+        "             missing-property, invalid-value, unknown-property), each\n"
+        "             finding with its rule, level, message, file (as a relative\n"
+        "             URI when FILE is relative) and line and column (counting\n"
+        "             characters: columnKind unicodeCodePoints).\n"
+        "             github: one GitHub Actions workflow command per finding,\n"
+        "             ::error file=FILE,line=LINE,col=COLUMN::MESSAGE (or\n"
+        "             ::warning), which the job's log shows as annotations\n"
+        "  --color[=WHEN]\n"
+        "             colour the faults: auto (the default: when standard error\n"
+        "             is a terminal and NO_COLOR is not set), always or never;\n"
+        "             --color alone is always\n"
+        "  --compact  (format) one line, without blanks after separators\n"
+        "  -i, --in-place  (format) rewrite each FILE in canonical form\n"
+        "  --check    (format) list the FILEs not in canonical form; not with -i\n"
+        "  -h, --help print this text and exit\n"
+        "  --version  print the version and exit (alone)\n"
+        "  --         end of options: the arguments after it are files\n"
+        "Options and files can come in any order; a long option can be shortened\n"
+        "while it stays unambiguous.\n"
+        "\n"
+        "TYPE is one of: ",
+        to);
     print_type_names(to);
-    fputs(".\n"
-          "\n"
-          "FILE is read whole. '-', or no FILE at all, means standard input, which\n"
-          "can be named once; messages call it '" STDIN_LABEL "'. Control characters\n"
-          "in a file name are shown as '?' in messages.\n"
-          "\n"
-          "Type detection: without --type, a document's type is the one whose name\n"
-          "property its top-level object holds:\n",
-          to);
+    fputs(
+        ".\n"
+        "\n"
+        "FILE is read whole. '-', or no FILE at all, means standard input, which\n"
+        "can be named once; messages call it '" STDIN_LABEL
+        "'. Control characters\n"
+        "in a file name are shown as '?' in messages.\n"
+        "\n"
+        "Type detection: without --type, a document's type is the one whose name\n"
+        "property its top-level object holds:\n",
+        to);
     for (const RootType &type : root_types)
         if (type.name_property != nullptr) fprintf(to, "  %-13s %s\n", type.name_property, type.name);
-    fputs("An item_definition has no name property: it always needs --type. So does\n"
-          "a document that is not a JSON object, or that holds none or more than one\n"
-          "of these properties; without --type it ends with exit status 2 (the\n"
-          "message of a document that does not parse starts FILE:LINE:COLUMN:).\n"
-          "\n"
-          "Exit status (with several files, the highest one applies):\n"
-          "  0  success: every document is valid (warnings alone included)\n"
-          "  1  at least one document was refused; with --strict, or for format -i\n"
-          "     without --drop-unknown, one holds properties its type does not know\n"
-          "  2  bad usage (unknown command, option or type, a missing argument,\n"
-          "     options that exclude each other, an argument too many), a document\n"
-          "     whose type cannot be told, a file that cannot be opened or read, a\n"
-          "     file format -i leaves untouched, or output (standard output or\n"
-          "     standard error) that cannot be written\n"
-          "A signal that stops format -i ends it with that signal's status.\n"
-          "\n"
-          "Examples:\n"
-          "  jsoncodec check examples/rule.json examples/policy.json\n"
-          "  jsoncodec check --type item_definition examples/item_definition.json\n"
-          "  jsoncodec check --format=json examples/*.json > faults.json\n"
-          "  jsoncodec check --strict --format=sarif config/*.json > jsoncodec.sarif\n"
-          "  jsoncodec format --compact examples/rule.json\n"
-          "  jsoncodec format --type workflow - < workflow.json\n"
-          "  jsoncodec format -i examples/*.json\n"
-          "  jsoncodec format --check examples/*.json\n"
-          "  jsoncodec schema rule > rule.schema.json\n"
-          "  jsoncodec schema --strict rule > rule.strict.schema.json\n",
-          to);
+    fputs(
+        "An item_definition has no name property: it always needs --type. So does\n"
+        "a document that is not a JSON object, or that holds none or more than one\n"
+        "of these properties; without --type it ends with exit status 2 (the\n"
+        "message of a document that does not parse starts FILE:LINE:COLUMN:).\n"
+        "\n"
+        "Exit status (with several files, the highest one applies):\n"
+        "  0  success: every document is valid (warnings alone included)\n"
+        "  1  at least one document was refused; with --strict, or for format -i\n"
+        "     without --drop-unknown, one holds properties its type does not know\n"
+        "  2  bad usage (unknown command, option or type, a missing argument,\n"
+        "     options that exclude each other, an argument too many), a document\n"
+        "     whose type cannot be told, a file that cannot be opened or read, a\n"
+        "     file format -i leaves untouched, or output (standard output or\n"
+        "     standard error) that cannot be written\n"
+        "A signal that stops format -i ends it with that signal's status.\n"
+        "\n"
+        "Examples:\n"
+        "  jsoncodec check examples/rule.json examples/policy.json\n"
+        "  jsoncodec check --type item_definition examples/item_definition.json\n"
+        "  jsoncodec check --format=json examples/*.json > faults.json\n"
+        "  jsoncodec check --strict --format=sarif config/*.json > jsoncodec.sarif\n"
+        "  jsoncodec format --compact examples/rule.json\n"
+        "  jsoncodec format --type workflow - < workflow.json\n"
+        "  jsoncodec format -i examples/*.json\n"
+        "  jsoncodec format --check examples/*.json\n"
+        "  jsoncodec schema rule > rule.schema.json\n"
+        "  jsoncodec schema --strict rule > rule.strict.schema.json\n",
+        to);
 }
 
 int usage_error(const char *message, const char *argument = nullptr) {
@@ -327,8 +331,7 @@ int usage_error(const char *message, const char *argument = nullptr) {
 int finish_output() {
     errno = 0;
     if (fflush(stdout) != 0 || ferror(stdout)) {
-        fprintf(stderr, "jsoncodec: cannot write standard output: %s\n",
-                errno != 0 ? strerror(errno) : "write error");
+        fprintf(stderr, "jsoncodec: cannot write standard output: %s\n", errno != 0 ? strerror(errno) : "write error");
         return EXIT_USAGE;
     }
     return 0;
@@ -406,8 +409,7 @@ const RootType *detect_type(const std::string &text, const std::string &label) {
         if (matches == 0) {
             fprintf(stderr, "jsoncodec: %s: cannot tell the document's type: it holds none of ", name.c_str());
         } else if (matches > 1) {
-            fprintf(stderr, "jsoncodec: %s: cannot tell the document's type: it holds more than one of ",
-                    name.c_str());
+            fprintf(stderr, "jsoncodec: %s: cannot tell the document's type: it holds more than one of ", name.c_str());
             found = nullptr;
         }
         if (found == nullptr) print_name_properties(stderr);
@@ -436,18 +438,10 @@ int show_faults(const Run &run, const std::string &label, std::string_view text,
     const std::vector<Fault> &faults = run.warnings ? all : errors;
     bool appended = true;
     switch (run.output) {
-    case Output::text:
-        print_faults(stderr, label, text, faults, run.colour);
-        break;
-    case Output::github:
-        print_workflow_commands(stdout, label, faults);
-        break;
-    case Output::json:
-        appended = append_faults(run.json, label, faults);
-        break;
-    case Output::sarif:
-        appended = append_sarif_results(run.json, label, faults);
-        break;
+        case Output::text: print_faults(stderr, label, text, faults, run.colour); break;
+        case Output::github: print_workflow_commands(stdout, label, faults); break;
+        case Output::json: appended = append_faults(run.json, label, faults); break;
+        case Output::sarif: appended = append_sarif_results(run.json, label, faults); break;
     }
     if (appended) return 0;
     fprintf(stderr, "jsoncodec: %s: out of memory while checking the document\n", printable(label).c_str());
@@ -459,8 +453,8 @@ int show_faults(const Run &run, const std::string &label, std::string_view text,
 // the exit status of the document: 0 valid (with warnings too, unless the
 // run is strict), 1 refused, 2 when memory ran out. `*warnings`, when
 // given, is set to the number of warnings.
-int report_document(const Run &run, const std::string &label, const std::string &text, const RootType &type,
-                    bool first, size_t *warnings = nullptr) {
+int report_document(const Run &run, const std::string &label, const std::string &text, const RootType &type, bool first,
+                    size_t *warnings = nullptr) {
     Checked checked;
     const Verdict verdict = check_document(type.name, text, !first, first ? 0 : run.max_faults, checked);
     if (warnings != nullptr) *warnings = checked.warnings;
@@ -599,23 +593,19 @@ int refused_option(int code, const char *argument) {
     for (const option &known : long_options)
         if (known.name != nullptr && known.val == code) name = known.name;
     switch (code) {
-    case TYPE:
-        return usage_error("--type needs a type name");
-    case MAX_FAULTS:
-        return usage_error("--max-faults takes a number");
-    case FORMAT:
-        return usage_error("--format takes text, json, sarif or github");
-    case 0: {  // unknown, or a shortening that more than one option starts with
-        const std::string_view typed = std::string_view(argument).substr(0, std::strcspn(argument, "="));
-        int starts = 0;
-        for (const option &known : long_options)
-            if (known.name != nullptr && typed.size() > 2 &&
-                std::string_view(known.name).substr(0, typed.size() - 2) == typed.substr(2))
-                ++starts;
-        return usage_error(starts > 1 ? "ambiguous option" : "unknown option", argument);
-    }
-    default:
-        break;
+        case TYPE: return usage_error("--type needs a type name");
+        case MAX_FAULTS: return usage_error("--max-faults takes a number");
+        case FORMAT: return usage_error("--format takes text, json, sarif or github");
+        case 0: {  // unknown, or a shortening that more than one option starts with
+            const std::string_view typed = std::string_view(argument).substr(0, std::strcspn(argument, "="));
+            int starts = 0;
+            for (const option &known : long_options)
+                if (known.name != nullptr && typed.size() > 2 &&
+                    std::string_view(known.name).substr(0, typed.size() - 2) == typed.substr(2))
+                    ++starts;
+            return usage_error(starts > 1 ? "ambiguous option" : "unknown option", argument);
+        }
+        default: break;
     }
     if (*name == '\0') {
         const char short_option[] = {'-', static_cast<char>(code), '\0'};
@@ -667,78 +657,73 @@ int main(int argc, char **argv) {
         if (code == VERSION) return usage_error("--version takes no other argument");
         if (run.command == Command::schema && code != STRICT) return usage_error("unknown option for schema", arg);
         switch (code) {
-        case TYPE:
-            if (type_name != nullptr) return usage_error("--type given more than once");
-            type_name = optarg;
-            break;
-        case COLOR:
-            if (optarg == nullptr || std::strcmp(optarg, "always") == 0)
-                colour = ColourChoice::always;
-            else if (std::strcmp(optarg, "auto") == 0)
-                colour = ColourChoice::automatic;
-            else if (std::strcmp(optarg, "never") == 0)
-                colour = ColourChoice::never;
-            else
-                return usage_error("--color takes auto, always or never, not", optarg);
-            break;
-        case FORMAT:
-            if (run.command != Command::check) return usage_error("--format applies to check only");
-            if (format_given) return usage_error("--format given more than once");
-            if (std::strcmp(optarg, "text") == 0)
-                run.output = Output::text;
-            else if (std::strcmp(optarg, "json") == 0)
-                run.output = Output::json;
-            else if (std::strcmp(optarg, "sarif") == 0)
-                run.output = Output::sarif;
-            else if (std::strcmp(optarg, "github") == 0)
-                run.output = Output::github;
-            else
-                return usage_error("--format takes text, json, sarif or github");
-            format_given = true;
-            break;
-        case STRICT:
-            run.strict = true;
-            break;
-        case NO_WARNINGS:
-            run.warnings = false;
-            break;
-        case DROP_UNKNOWN:
-            if (run.command != Command::format) return usage_error("--drop-unknown applies to format only");
-            run.drop_unknown = true;
-            break;
-        case FIRST:
-            if (run.command != Command::check) return usage_error("--first applies to check only");
-            run.first = true;
-            break;
-        case MAX_FAULTS: {
-            if (run.command != Command::check) return usage_error("--max-faults applies to check only");
-            if (max_faults_given) return usage_error("--max-faults given more than once");
-            char *end;
-            errno = 0;
-            if (optarg[0] < '0' || optarg[0] > '9' || (run.max_faults = std::strtoul(optarg, &end, 10), *end != '\0') ||
-                errno != 0)
-                return usage_error("--max-faults takes a number");
-            max_faults_given = true;
-            break;
-        }
-        case COMPACT:
-            if (run.command != Command::format) return usage_error("--compact applies to format only");
-            run.compact = true;
-            break;
-        case 'i':
-        case CHECK: {
-            const Destination wanted = code == 'i' ? Destination::in_place : Destination::compare;
-            if (run.command != Command::format) return usage_error("-i and --check apply to format only");
-            if (run.destination != Destination::output && run.destination != wanted)
-                return usage_error("-i and --check exclude each other");
-            run.destination = wanted;
-            break;
-        }
-        case 'h':  // within a cluster of short options: alone, it was answered before
-            print_help(stdout);
-            return finish_output();
-        default:
-            return refused_option(code, arg);
+            case TYPE:
+                if (type_name != nullptr) return usage_error("--type given more than once");
+                type_name = optarg;
+                break;
+            case COLOR:
+                if (optarg == nullptr || std::strcmp(optarg, "always") == 0)
+                    colour = ColourChoice::always;
+                else if (std::strcmp(optarg, "auto") == 0)
+                    colour = ColourChoice::automatic;
+                else if (std::strcmp(optarg, "never") == 0)
+                    colour = ColourChoice::never;
+                else
+                    return usage_error("--color takes auto, always or never, not", optarg);
+                break;
+            case FORMAT:
+                if (run.command != Command::check) return usage_error("--format applies to check only");
+                if (format_given) return usage_error("--format given more than once");
+                if (std::strcmp(optarg, "text") == 0)
+                    run.output = Output::text;
+                else if (std::strcmp(optarg, "json") == 0)
+                    run.output = Output::json;
+                else if (std::strcmp(optarg, "sarif") == 0)
+                    run.output = Output::sarif;
+                else if (std::strcmp(optarg, "github") == 0)
+                    run.output = Output::github;
+                else
+                    return usage_error("--format takes text, json, sarif or github");
+                format_given = true;
+                break;
+            case STRICT: run.strict = true; break;
+            case NO_WARNINGS: run.warnings = false; break;
+            case DROP_UNKNOWN:
+                if (run.command != Command::format) return usage_error("--drop-unknown applies to format only");
+                run.drop_unknown = true;
+                break;
+            case FIRST:
+                if (run.command != Command::check) return usage_error("--first applies to check only");
+                run.first = true;
+                break;
+            case MAX_FAULTS: {
+                if (run.command != Command::check) return usage_error("--max-faults applies to check only");
+                if (max_faults_given) return usage_error("--max-faults given more than once");
+                char *end;
+                errno = 0;
+                if (optarg[0] < '0' || optarg[0] > '9' ||
+                    (run.max_faults = std::strtoul(optarg, &end, 10), *end != '\0') || errno != 0)
+                    return usage_error("--max-faults takes a number");
+                max_faults_given = true;
+                break;
+            }
+            case COMPACT:
+                if (run.command != Command::format) return usage_error("--compact applies to format only");
+                run.compact = true;
+                break;
+            case 'i':
+            case CHECK: {
+                const Destination wanted = code == 'i' ? Destination::in_place : Destination::compare;
+                if (run.command != Command::format) return usage_error("-i and --check apply to format only");
+                if (run.destination != Destination::output && run.destination != wanted)
+                    return usage_error("-i and --check exclude each other");
+                run.destination = wanted;
+                break;
+            }
+            case 'h':  // within a cluster of short options: alone, it was answered before
+                print_help(stdout);
+                return finish_output();
+            default: return refused_option(code, arg);
         }
     }
     if (run.first && max_faults_given) return usage_error("--first and --max-faults exclude each other");

@@ -33,12 +33,7 @@ bool is_continuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 
 size_t decode(std::string_view text, size_t at, long &code) {
     const auto byte = static_cast<unsigned char>(text[at]);
     const long lone = byte >= 0x80 && byte < 0xA0 ? byte : -1;
-    size_t length = byte < 0x80    ? 1
-                    : byte >= 0xF5 ? 0
-                    : byte >= 0xF0 ? 4
-                    : byte >= 0xE0 ? 3
-                    : byte >= 0xC2 ? 2
-                                   : 0;
+    size_t length = byte < 0x80 ? 1 : byte >= 0xF5 ? 0 : byte >= 0xF0 ? 4 : byte >= 0xE0 ? 3 : byte >= 0xC2 ? 2 : 0;
     if (length == 0 || at + length > text.size()) {
         code = lone;
         return 1;
@@ -269,11 +264,11 @@ bool append_sarif_results(json_t *results, const std::string &label, const std::
     for (const Fault &fault : faults) {
         const Rule &rule = RULES[rule_of(fault)];
         // json_pack takes the "o" values over, also when it fails.
-        json_t *result = json_pack("{s:s, s:I, s:s, s:{s:o}, s:[{s:{s:{s:s}, s:{s:I, s:I}}}]}",  //
+        json_t *result = json_pack("{s:s, s:I, s:s, s:{s:o}, s:[{s:{s:{s:s}, s:{s:I, s:I}}}]}",             //
                                    "ruleId", rule.id, "ruleIndex", static_cast<json_int_t>(&rule - RULES),  //
                                    "level", rule.level, "message", "text", string_value(message_with_hint(fault)),
                                    "locations", "physicalLocation", "artifactLocation", "uri", uri.c_str(),  //
-                                   "region", "startLine", static_cast<json_int_t>(fault.line),              //
+                                   "region", "startLine", static_cast<json_int_t>(fault.line),               //
                                    "startColumn", static_cast<json_int_t>(fault.column));
         if (result == nullptr || json_array_append_new(results, result) != 0) return false;
     }
@@ -305,8 +300,8 @@ json_t *sarif_log(json_t *results, const char *version) {
 void print_workflow_commands(FILE *to, const std::string &label, const std::vector<Fault> &faults) {
     const std::string file = workflow_escaped(printable(label), true);
     for (const Fault &fault : faults)
-        fprintf(to, "::%s file=%s,line=%zu,col=%zu::%s\n", severity_name(fault), file.c_str(), fault.line,
-                fault.column, workflow_escaped(message_with_hint(fault), false).c_str());
+        fprintf(to, "::%s file=%s,line=%zu,col=%zu::%s\n", severity_name(fault), file.c_str(), fault.line, fault.column,
+                workflow_escaped(message_with_hint(fault), false).c_str());
 }
 
 }  // namespace tool

@@ -42,11 +42,11 @@
 #include <stdint.h>
 
 #if defined(_WIN32)
-#  define RMQC_API __declspec(dllexport)
+#define RMQC_API __declspec(dllexport)
 #elif defined(__GNUC__)
-#  define RMQC_API __attribute__((visibility("default")))
+#define RMQC_API __attribute__((visibility("default")))
 #else
-#  define RMQC_API
+#define RMQC_API
 #endif
 
 #ifdef __cplusplus
@@ -54,7 +54,7 @@ extern "C" {
 #endif
 
 /* Status codes returned by every conversion. */
-#define RMQC_OK 0            /* success */
+#define RMQC_OK 0             /* success */
 #define RMQC_ERR_BAD_ARGS 201 /* a NULL output parameter */
 #define RMQC_ERR_DECODE 202   /* text does not parse, or violates the schema */
 #define RMQC_ERR_ENCODE 203   /* a record cannot be turned into JSON */
@@ -77,10 +77,10 @@ typedef struct item_definition {
 
 /* A named selection rule with its list of conditions. */
 typedef struct rule {
-    char *ruleName;                                /* required */
+    char *ruleName; /* required */
     char *ruleComment;
     char *ruleDataSourceType;
-    struct item_definition *ruleItem_Definitions;  /* list head */
+    struct item_definition *ruleItem_Definitions; /* list head */
     char *ruleMatchType;
     uint8_t ruleComment_present;
     uint8_t ruleDataSourceType_present;
@@ -102,7 +102,7 @@ typedef struct kestrelSQLTier2Properties {
     int32_t abKestrelSQLDetectAAGFCI;
     char *abKestrelSQLExcludeRuleId;
     char **abKestrelSQLactionScheduleActivity;
-    char *abKestrelSQLactionSchedulePeriod;    /* "week", "month", "reference" */
+    char *abKestrelSQLactionSchedulePeriod; /* "week", "month", "reference" */
     int32_t abKestrelSqlPromoteToFull;
     uint8_t abKestrelSQLClientOverridesBehavior_present;
     uint8_t abKestrelSQLDetectAAGFCI_present;
@@ -115,7 +115,7 @@ typedef struct kestrelSQLTier2Properties {
 
 /* A conventional file-system backup (tag 1). */
 typedef struct actionBackupTraditional {
-    char *abBackupSubtype; /* required: "traditional" */
+    char *abBackupSubtype;    /* required: "traditional" */
     char *abtDestinationPool; /* required */
     char *abForceBackupLevel;
     char *abtBrowsePeriod;
@@ -141,8 +141,8 @@ typedef struct actionBackupTraditional {
 
 /* A snapshot backup (tag 2). */
 typedef struct actionBackupSnapshot {
-    char *abBackupSubtype; /* required: "snapshot" */
-    char *absDestinationPool; /* required */
+    char *abBackupSubtype;           /* required: "snapshot" */
+    char *absDestinationPool;        /* required */
     char *absMinimumRetentionPeriod; /* required */
     char *abForceBackupLevel;
     uint8_t abForceBackupLevel_present;
@@ -150,7 +150,7 @@ typedef struct actionBackupSnapshot {
 
 /* An archive backup (tag 3). */
 typedef struct actionBackupArchive {
-    char *abBackupSubtype; /* required: "archive" */
+    char *abBackupSubtype;    /* required: "archive" */
     char *abaDestinationPool; /* required */
     int32_t abaDeleteSource;
     uint8_t abaDeleteSource_present;
@@ -241,13 +241,13 @@ typedef struct actionBackupSubtypeWrapper {
 typedef struct actionBackup {
     char *actionType;
     struct actionBackupSubtypeWrapper actionBackupSubtypeSpecific; /* required */
-    char **abDestinationStorageNode;   /* required */
-    char *abRetentionPeriod;           /* required */
-    int32_t abOverrideRetentionPeriod; /* required */
-    int32_t abOverrideBackupSchedule;  /* required */
-    char *abClientOverridesBehavior;   /* required: "clientCanNotOverride", "clientCanOverride",
-                                          "legacyBackupRules" */
-    char *abSuccessThreshold;          /* "warning", "success" */
+    char **abDestinationStorageNode;                               /* required */
+    char *abRetentionPeriod;                                       /* required */
+    int32_t abOverrideRetentionPeriod;                             /* required */
+    int32_t abOverrideBackupSchedule;                              /* required */
+    char *abClientOverridesBehavior; /* required: "clientCanNotOverride", "clientCanOverride",
+                                        "legacyBackupRules" */
+    char *abSuccessThreshold;        /* "warning", "success" */
     uint8_t abSuccessThreshold_present;
     uint64_t abDestinationStorageNode_array_sz;
 } actionBackup;
@@ -475,11 +475,11 @@ typedef struct policyNotification {
 
 /* One step of a workflow. */
 typedef struct action {
-    struct action *next; /* following action of the workflow, or NULL */
-    char *actionName;                           /* required */
-    struct actionsWrapper actionSpecific;       /* required */
-    char *actionSchedulePeriod;                 /* required: "week", "month", "reference" */
-    char **actionScheduleActivity;              /* required */
+    struct action *next;                  /* following action of the workflow, or NULL */
+    char *actionName;                     /* required */
+    struct actionsWrapper actionSpecific; /* required */
+    char *actionSchedulePeriod;           /* required: "week", "month", "reference" */
+    char **actionScheduleActivity;        /* required */
     char *actionComment;
     struct policyNotification *actionCompletionNotification; /* owned */
     int32_t actionConcurrent;
@@ -611,14 +611,12 @@ typedef struct data_protection_policy {
  */
 /* rule: decode, encode, free (with its item list), destroy in place. */
 RMQC_API int32_t rmqc_json_to_rule(rule **out, const char *json, char *errbuf, uint64_t errlen);
-RMQC_API int32_t rmqc_json_from_rule(const rule *src, char **out_json, char *errbuf, uint64_t errlen,
-                                     int32_t pretty);
+RMQC_API int32_t rmqc_json_from_rule(const rule *src, char **out_json, char *errbuf, uint64_t errlen, int32_t pretty);
 RMQC_API void rmqc_free_rule(rule *p);
 RMQC_API void rmqc_destroy_rule(rule *p);
 
 /* item_definition: decode, encode, free, destroy in place (one item, never its next). */
-RMQC_API int32_t rmqc_json_to_item_definition(item_definition **out, const char *json, char *errbuf,
-                                              uint64_t errlen);
+RMQC_API int32_t rmqc_json_to_item_definition(item_definition **out, const char *json, char *errbuf, uint64_t errlen);
 RMQC_API int32_t rmqc_json_from_item_definition(const item_definition *src, char **out_json, char *errbuf,
                                                 uint64_t errlen, int32_t pretty);
 RMQC_API void rmqc_free_item_definition(item_definition *p);
@@ -640,8 +638,8 @@ RMQC_API void rmqc_free_workflow(workflow *p);
  * every workflow and action). */
 RMQC_API int32_t rmqc_json_to_data_protection_policy(data_protection_policy **out, const char *json, char *errbuf,
                                                      uint64_t errlen);
-RMQC_API int32_t rmqc_json_from_data_protection_policy(const data_protection_policy *src, char **out_json,
-                                                       char *errbuf, uint64_t errlen, int32_t pretty);
+RMQC_API int32_t rmqc_json_from_data_protection_policy(const data_protection_policy *src, char **out_json, char *errbuf,
+                                                       uint64_t errlen, int32_t pretty);
 RMQC_API void rmqc_free_data_protection_policy(data_protection_policy *p);
 RMQC_API void rmqc_destroy_data_protection_policy(data_protection_policy *p);
 

@@ -43,13 +43,13 @@ struct traits {
 };
 
 // One specialisation per root type, all from the same pattern.
-#define JSONCODEC_ROOT_TRAITS_(T)                                     \
-    template <>                                                       \
-    struct traits<::T> {                                              \
-        static constexpr bool root = true;                            \
-        static constexpr auto decode = &::rmqc_json_to_##T;           \
-        static constexpr auto encode = &::rmqc_json_from_##T;         \
-        static constexpr auto release = &::rmqc_free_##T;             \
+#define JSONCODEC_ROOT_TRAITS_(T)                             \
+    template <>                                               \
+    struct traits<::T> {                                      \
+        static constexpr bool root = true;                    \
+        static constexpr auto decode = &::rmqc_json_to_##T;   \
+        static constexpr auto encode = &::rmqc_json_from_##T; \
+        static constexpr auto release = &::rmqc_free_##T;     \
     };
 JSONCODEC_ROOT_TRAITS_(data_protection_policy)
 JSONCODEC_ROOT_TRAITS_(workflow)
@@ -81,15 +81,15 @@ enum class format { compact, pretty };
 // code (RMQC_ERR_*) and the library's diagnostic line.
 template <class V>
 class result {
-public:
+  public:
     // A successful result holding value.
     static result success(V value) noexcept(std::is_nothrow_move_constructible<V>::value) {
         return result(std::move(value), RMQC_OK, std::string());
     }
 
     // A failed result with status (not RMQC_OK) and its diagnostic line.
-    static result failure(std::int32_t status, std::string message) noexcept(
-        std::is_nothrow_default_constructible<V>::value) {
+    static result failure(std::int32_t status,
+                          std::string message) noexcept(std::is_nothrow_default_constructible<V>::value) {
         return result(V(), status, std::move(message));
     }
 
@@ -101,12 +101,12 @@ public:
 
     // The value; after a failure the empty value (a null owner, an empty
     // string), never an exception.
-    V &value() & noexcept { return value_; }
+    V &value() &noexcept { return value_; }
     // The value, read only; empty after a failure.
-    const V &value() const & noexcept { return value_; }
+    const V &value() const &noexcept { return value_; }
     // Moves the value out of a result that is going away:
     // std::move(r).value() or decode<T>(text).value().
-    V value() && noexcept(std::is_nothrow_move_constructible<V>::value) { return std::move(value_); }
+    V value() &&noexcept(std::is_nothrow_move_constructible<V>::value) { return std::move(value_); }
 
     // RMQC_OK (0) on success, otherwise the RMQC_ERR_* code of the fault.
     std::int32_t status() const noexcept { return status_; }
@@ -115,9 +115,8 @@ public:
     // failure's line ends in a newline); empty on success.
     const std::string &message() const noexcept { return message_; }
 
-private:
-    result(V value, std::int32_t status, std::string message) noexcept(
-        std::is_nothrow_move_constructible<V>::value)
+  private:
+    result(V value, std::int32_t status, std::string message) noexcept(std::is_nothrow_move_constructible<V>::value)
         : value_(std::move(value)), status_(status), message_(std::move(message)) {}
 
     V value_;
@@ -190,8 +189,7 @@ result<std::string> encode(const T &record, format layout) {
     char line[detail::line_capacity];
     line[0] = '\0';
     char *text = nullptr;
-    const std::int32_t status =
-        traits<T>::encode(&record, &text, line, sizeof line, layout == format::pretty ? 1 : 0);
+    const std::int32_t status = traits<T>::encode(&record, &text, line, sizeof line, layout == format::pretty ? 1 : 0);
     std::unique_ptr<char, detail::free_text> held(text);  // released even if the copy throws
     if (status != RMQC_OK) return result<std::string>::failure(status, line);
     return result<std::string>::success(held ? std::string(held.get()) : std::string());

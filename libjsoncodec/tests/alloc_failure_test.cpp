@@ -53,7 +53,6 @@ int catalogued(const ErasedRoot &root, int32_t status, const std::string &line) 
 // jansson's path, whose own refusals it then never meets.
 bool through_jansson = false;
 
-
 // Where the caller's output pointer stands after a call.
 enum class Out { Null, Unchanged, Set };
 
@@ -83,10 +82,11 @@ Outcome run(const Document &doc, int32_t pretty, uint64_t k) {
     char **out_json = reinterpret_cast<char **>(&out);
     const int32_t status =
         pretty == kDecode
-            ? (through_jansson ? jsoncodec::decode_export_through_jansson(table, &out, doc.text.c_str(), line.data(), line.size() + 1)
+            ? (through_jansson ? jsoncodec::decode_export_through_jansson(table, &out, doc.text.c_str(), line.data(),
+                                                                          line.size() + 1)
                                : doc.root->to(&out, doc.text.c_str(), line.data(), line.size() + 1))
             : (through_jansson ? jsoncodec::encode_export_through_jansson(table, doc.tree.get(), out_json, line.data(),
-                                                                     line.size() + 1, pretty, "")
+                                                                          line.size() + 1, pretty, "")
                                : doc.root->from(doc.tree.get(), out_json, line.data(), line.size() + 1, pretty));
     Outcome o{status, line.c_str(), "", out == sentinel ? Out::Unchanged : out ? Out::Set : Out::Null, 0};
     injector.fail_at = 0;  // still tracking, so that the release of the result is seen
@@ -165,7 +165,10 @@ int in_child(const Body &body) {
 // parsing).
 void refuse_each(const Document &doc, int32_t pretty, std::set<int> &seen) {
     if (::testing::Test::HasFailure()) return;  // one conversion's failure is enough
-    SCOPED_TRACE(doc.name + (pretty == kDecode ? " decoded" : pretty != 0 ? " encoded pretty" : " encoded compact") +
+    SCOPED_TRACE(doc.name +
+                 (pretty == kDecode ? " decoded"
+                  : pretty != 0     ? " encoded pretty"
+                                    : " encoded compact") +
                  (through_jansson ? " through jansson" : ""));
     const Outcome plain = run(doc, pretty, 0);
     ASSERT_EQ(plain.alive, 0u);

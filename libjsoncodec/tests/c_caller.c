@@ -10,11 +10,11 @@
 
 #include "jsoncodec.h"
 
-#define BACKUP_HEAD                                                                                                   \
-    "{\"policyName\":\"gold\",\"policyWorkflows\":[{\"workflowName\":\"first\"},{\"workflowName\":\"second\","         \
-    "\"workflowActions\":[{\"actionName\":\"probe\",\"actionSpecific\":{\"actions\":{\"actionType\":\"probe\"}},"     \
-    "\"actionSchedulePeriod\":\"week\",\"actionScheduleActivity\":[]},{\"actionName\":\"vm\",\"actionSpecific\":{"     \
-    "\"actions\":{\"actionType\":\"backup\",\"actionBackupSubtypeSpecific\":{\"backupSubtypes\":{"                    \
+#define BACKUP_HEAD                                                                                                \
+    "{\"policyName\":\"gold\",\"policyWorkflows\":[{\"workflowName\":\"first\"},{\"workflowName\":\"second\","     \
+    "\"workflowActions\":[{\"actionName\":\"probe\",\"actionSpecific\":{\"actions\":{\"actionType\":\"probe\"}},"  \
+    "\"actionSchedulePeriod\":\"week\",\"actionScheduleActivity\":[]},{\"actionName\":\"vm\",\"actionSpecific\":{" \
+    "\"actions\":{\"actionType\":\"backup\",\"actionBackupSubtypeSpecific\":{\"backupSubtypes\":{"                 \
     "\"abBackupSubtype\":\"vmware\","
 
 static const char policy_text[] = BACKUP_HEAD
@@ -29,10 +29,10 @@ static const char edited_text[] = BACKUP_HEAD
     "\"abClientOverridesBehavior\":\"clientCanOverride\"}},\"actionSchedulePeriod\":\"month\","
     "\"actionScheduleActivity\":[\"full\"]}]}]}";
 
-#define EXPECT(condition)                                                      \
-    if (!(condition)) {                                                        \
+#define EXPECT(condition)                                                       \
+    if (!(condition)) {                                                         \
         fprintf(stderr, "c_caller.c:%d: %s (%s)\n", __LINE__, #condition, err); \
-        return 1;                                                              \
+        return 1;                                                               \
     }
 
 int main(void) {
@@ -55,7 +55,8 @@ int main(void) {
     EXPECT(vm->actionRetries_present && vm->actionRetries == 3 && backup->abOverrideBackupSchedule == 1);
     EXPECT(backup->abDestinationStorageNode_array_sz == 2 && strcmp(backup->abDestinationStorageNode[1], "sn2") == 0);
     EXPECT(backup->actionBackupSubtypeSpecific.backupSubtypes_type == RMQC_BACKUP_SUBTYPE_VMWARE);
-    EXPECT(!vmware->abvWexName_present && vmware->abvWexSaveType_present && strcmp(vmware->abvWexSaveType, "VMDK") == 0);
+    EXPECT(!vmware->abvWexName_present && vmware->abvWexSaveType_present &&
+           strcmp(vmware->abvWexSaveType, "VMDK") == 0);
     EXPECT(rmqc_json_from_data_protection_policy(p, &json, err, sizeof err, 0) == RMQC_OK);
     EXPECT(strcmp(json, policy_text) == 0);
     free(json);
@@ -63,8 +64,9 @@ int main(void) {
     /* A tag naming no kind is refused rather than read as another member. */
     vm->actionSpecific.actions_type = 16;
     EXPECT(rmqc_json_from_data_protection_policy(p, &json, err, sizeof err, 0) == RMQC_ERR_ENCODE);
-    EXPECT(strstr(err, ".workflowActions[1].actionSpecific.actions: JSON encode error. Union type for property "
-                       "'actions' is out of range [1..15].") != NULL);
+    EXPECT(strstr(err,
+                  ".workflowActions[1].actionSpecific.actions: JSON encode error. Union type for property "
+                  "'actions' is out of range [1..15].") != NULL);
     vm->actionSpecific.actions_type = RMQC_ACTION_BACKUP;
 
     /* Edits the library must see, and later release with its own. */

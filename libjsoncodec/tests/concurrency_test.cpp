@@ -41,7 +41,8 @@ std::string convert(const ErasedRoot &root, const std::string &text) {
     void *tree = nullptr;
     const int32_t status = root.to(&tree, text.c_str(), line, sizeof line);
     std::string result = std::to_string(status) + " " + line;
-    if (status == RMQC_OK) result.append("\n").append(encoded(root, tree, 0)).append("\n").append(encoded(root, tree, 1));
+    if (status == RMQC_OK)
+        result.append("\n").append(encoded(root, tree, 0)).append("\n").append(encoded(root, tree, 1));
     root.release(tree);
     return result;
 }
@@ -63,7 +64,8 @@ TEST(Concurrency, DifferentDocumentsConvertAtOnceAsOnOneThread) {
 TEST(Concurrency, SharedTreesEncodedFromEveryThread) {
     std::vector<Job> jobs;
     for (const Document &doc : trees())
-        for (int32_t pretty : {0, 1}) jobs.push_back([&doc, pretty] { return encoded(*doc.root, doc.tree.get(), pretty); });
+        for (int32_t pretty : {0, 1})
+            jobs.push_back([&doc, pretty] { return encoded(*doc.root, doc.tree.get(), pretty); });
     ASSERT_EQ(jobs.back()().rfind("fault 203: <item_definition>.item_definitionValue", 0), 0u);
     run_together(jobs, [](int) { return 0; });
 }

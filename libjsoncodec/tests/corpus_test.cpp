@@ -16,7 +16,8 @@ TEST(OutsideCorpus, EveryFileThroughEveryDecoder) {
     const auto &decoders = root_types;
     // After the root: the parser's message, its place and a newline; or a
     // schema fault naming the property it is about, if any, on one line.
-    const std::regex parse_fault(R"(: JSON decode error\. JSON parsing error: [^\n]* in <string> line: -?\d+ col: -?\d+\n)");
+    const std::regex parse_fault(
+        R"(: JSON decode error\. JSON parsing error: [^\n]* in <string> line: -?\d+ col: -?\d+\n)");
     const std::regex schema_fault(R"((\.\w+(\[\d*\])?)*: JSON decode error\. [^\n]+)");
     size_t files = 0, accepted = 0;
     char sentinel;

@@ -56,21 +56,28 @@ inline const std::vector<Document> &documents() {
         std::vector<Document> docs;
         for (const auto &entry : std::filesystem::directory_iterator(JSONCODEC_EXAMPLES_DIR))
             for (size_t r = 0; r < std::size(root_types); ++r)
-                if (entry.path().extension() == ".json" && entry.path().filename().string().starts_with(file_prefixes[r]))
+                if (entry.path().extension() == ".json" &&
+                    entry.path().filename().string().starts_with(file_prefixes[r]))
                     docs.push_back({entry.path().filename(), &root_types[r], example(entry.path().filename()), {}});
         const std::string policy = example("policy.json");
         docs.push_back({"policy cut short", &root_types[0], policy.substr(0, policy.size() / 2), {}});
-        docs.push_back({"action with empty arrays", &root_types[2],
+        docs.push_back({"action with empty arrays",
+                        &root_types[2],
                         R"({"actionName":"probe-empty","actionSchedulePeriod":"week","actionScheduleActivity":[],)"
                         R"("actionSpecific":{"actions":{"actionType":"exercise","exerciseFunction":"generate",)"
-                        R"("exerciseDelay":[]}}})", {}});
-        docs.push_back({"action whose kind has no type", &root_types[2],
+                        R"("exerciseDelay":[]}}})",
+                        {}});
+        docs.push_back({"action whose kind has no type",
+                        &root_types[2],
                         R"({"actionName":"untyped","actionSchedulePeriod":"week","actionScheduleActivity":[],)"
-                        R"("actionSpecific":{"actions":{"exerciseFunction":"generate"}}})", {}});
+                        R"("actionSpecific":{"actions":{"exerciseFunction":"generate"}}})",
+                        {}});
         std::string items;
         for (int i = 0; i < 12; ++i) items += R"(,{"item_definitionValue":"v)" + std::to_string(i) + "\"}";
-        docs.push_back({"rule with twelve items", &root_types[3],
-                        R"({"ruleName":"many","ruleItem_Definitions":[)" + items.substr(1) + "]}", {}});
+        docs.push_back({"rule with twelve items",
+                        &root_types[3],
+                        R"({"ruleName":"many","ruleItem_Definitions":[)" + items.substr(1) + "]}",
+                        {}});
         return docs;
     }();
     return all;

@@ -20,19 +20,35 @@ namespace {
 using namespace jsoncodec;
 
 // Small records of every property kind, laid out as the tables require.
-struct item { item *next; char *label; int64_t weight; uint8_t weight_present; };
+struct item {
+    item *next;
+    char *label;
+    int64_t weight;
+    uint8_t weight_present;
+};
 constexpr FieldDesc item_fields[] = {JC_STRING(item, label, REQUIRED), JC_INTEGER(item, weight, OPTIONAL)};
 constexpr TypeDesc item_desc = JC_LIST_ELEMENT_TYPE(item, item_fields);
 
 JC_ENUM_VALUES(period_enum, "week", "month", "reference");
 const std::string period_message = "String based enum fails to match one of: [ 'week', 'month', 'reference' ]. ";
 
-struct inner { char *mode; int32_t flag; uint8_t flag_present; };
+struct inner {
+    char *mode;
+    int32_t flag;
+    uint8_t flag_present;
+};
 constexpr FieldDesc inner_fields[] = {JC_ENUM(inner, mode, REQUIRED, period_enum), JC_BOOLEAN(inner, flag, OPTIONAL)};
 constexpr TypeDesc inner_desc = JC_TYPE(inner, inner_fields);
 
 struct sample {
-    char *title; int64_t amount; inner core; inner *extra; item *items; int64_t *numbers; char *period; char **tags;
+    char *title;
+    int64_t amount;
+    inner core;
+    inner *extra;
+    item *items;
+    int64_t *numbers;
+    char *period;
+    char **tags;
     uint8_t extra_present, items_present, numbers_present, period_present, tags_present;
     uint64_t numbers_array_sz, tags_array_sz;
 };
@@ -49,25 +65,43 @@ constexpr FieldDesc sample_fields[] = {
 constexpr TypeDesc sample_desc = JC_TYPE(sample, sample_fields);
 
 // Required arrays of both element kinds and a required list.
-struct needs { char **names; item *chain; int64_t *codes; uint64_t codes_array_sz, names_array_sz; };
+struct needs {
+    char **names;
+    item *chain;
+    int64_t *codes;
+    uint64_t codes_array_sz, names_array_sz;
+};
 constexpr FieldDesc needs_fields[] = {JC_STRING_ARRAY(needs, names, REQUIRED),
                                       JC_LIST(needs, chain, REQUIRED, item, item_desc),
                                       JC_INTEGER_ARRAY(needs, codes, REQUIRED)};
 constexpr TypeDesc needs_desc = JC_TYPE(needs, needs_fields);
 
 // A union of two members inside a wrapper, embedded in a holder.
-struct alpha { char *x, *y; };
+struct alpha {
+    char *x, *y;
+};
 constexpr FieldDesc alpha_fields[] = {JC_STRING(alpha, x, REQUIRED), JC_ENUM(alpha, y, REQUIRED, period_enum)};
 constexpr TypeDesc alpha_desc = JC_TYPE(alpha, alpha_fields);
-struct beta { char *w; int64_t z; };
+struct beta {
+    char *w;
+    int64_t z;
+};
 constexpr FieldDesc beta_fields[] = {JC_STRING(beta, w, REQUIRED), JC_INTEGER(beta, z, REQUIRED)};
 constexpr TypeDesc beta_desc = JC_TYPE(beta, beta_fields);
-struct choice { union { struct alpha alpha; struct beta beta; } u; uint8_t u_type; };
+struct choice {
+    union {
+        struct alpha alpha;
+        struct beta beta;
+    } u;
+    uint8_t u_type;
+};
 JC_UNION_MEMBERS(choice_members, JC_UNION_MEMBER(choice, u, alpha, alpha_desc),
                  JC_UNION_MEMBER(choice, u, beta, beta_desc));
 constexpr FieldDesc choice_fields[] = {JC_UNION(choice, u, choice_members)};
 constexpr TypeDesc choice_desc = JC_TYPE(choice, choice_fields);
-struct holder { choice pick; };
+struct holder {
+    choice pick;
+};
 constexpr FieldDesc holder_fields[] = {JC_RECORD(holder, pick, REQUIRED, choice, choice_desc)};
 constexpr TypeDesc holder_desc = JC_TYPE(holder, holder_fields);
 
@@ -142,7 +176,8 @@ TEST(EngineDecode, EveryMessageShapeAtItsPlaceAndTheDepthLimit) {
         {sample_desc, R"({"title":"t","amount":1.0})", "<sample>.amount" + integer},
         {sample_desc, R"({"title":"t","amount":true})", "<sample>.amount" + integer},
         {sample_desc, R"({"title":"t","amount":1})", "<sample>.core" + miss("core")},
-        {sample_desc, R"({"title":"t","amount":1,"core":null})", "<sample>.core" + dec + "Expected object of type 'inner'."},
+        {sample_desc, R"({"title":"t","amount":1,"core":null})",
+         "<sample>.core" + dec + "Expected object of type 'inner'."},
         {sample_desc, R"({"title":"t","amount":1,"core":{}})", "<sample>.core.mode" + miss("mode")},
         {sample_desc, R"({"title":"t","amount":1,"core":{"mode":"week","flag":1}})",
          "<sample>.core.flag" + dec + "Expected property to be boolean as specified in schema."},
@@ -151,8 +186,10 @@ TEST(EngineDecode, EveryMessageShapeAtItsPlaceAndTheDepthLimit) {
         {sample_desc, with(R"("period":"weekly")"), "<sample>.period" + dec + period_message},
         {sample_desc, with(R"("period":"wee")"), "<sample>.period" + dec + period_message},
         {sample_desc, with(R"("items":null)"), "<sample>.items[]" + array},
-        {sample_desc, with(R"("items":[{"label":"a"},7])"), "<sample>.items[1]" + dec + "Expected object of type 'item'."},
-        {sample_desc, with(R"("items":[{"label":"a"},{"label":"b","weight":"x"}])"), "<sample>.items[1].weight" + integer},
+        {sample_desc, with(R"("items":[{"label":"a"},7])"),
+         "<sample>.items[1]" + dec + "Expected object of type 'item'."},
+        {sample_desc, with(R"("items":[{"label":"a"},{"label":"b","weight":"x"}])"),
+         "<sample>.items[1].weight" + integer},
         {sample_desc, with(R"("numbers":{})"), "<sample>.numbers[]" + array},
         {sample_desc, with(R"("numbers":[1,2.5])"),
          "<sample>.numbers[1]" + dec + "Expected array item to be an integer as specified in schema."},
@@ -168,7 +205,8 @@ TEST(EngineDecode, EveryMessageShapeAtItsPlaceAndTheDepthLimit) {
         {holder_desc, R"({"pick":{"u":{"x":"s","w":"s"}}})",
          "<holder>.pick.u" + dec + "No match for union, closest failure: <alpha>.y" + miss("y")},
         {holder_desc, R"({"pick":{"u":5}})",
-         "<holder>.pick.u" + dec + "No match for union, closest failure: <alpha>" + dec + "Expected object of type 'alpha'."},
+         "<holder>.pick.u" + dec + "No match for union, closest failure: <alpha>" + dec +
+             "Expected object of type 'alpha'."},
         // Depth: checked after the type and before any property; nested records are one deeper.
         {inner_desc, R"({"mode":"week"})", "", 0, MAX_CALL_DEPTH},
         {inner_desc, R"({"mode":5})", "<inner>: " + limit, 210, MAX_CALL_DEPTH + 1},
@@ -190,10 +228,11 @@ TEST(EngineDecode, EveryMessageShapeAtItsPlaceAndTheDepthLimit) {
 
 TEST(EngineDecode, EveryKindInRecordOrderWithMatchCountAndBackUnchanged) {
     Decoded d(sample_desc);
-    decode(d, R"({"unknown":{"x":[1]},"tags":["Week",""],"period":"month",)"
-              R"("numbers":[9223372036854775807,-9223372036854775808,0],"items":[{"weight":1,"label":"a"},{"label":"b"}],)"
-              R"("extra":{"flag":false,"mode":"reference"},"core":{"mode":"week","flag":true},)"
-              R"("amount":-9223372036854775808,"title":"t"})");
+    decode(d,
+           R"({"unknown":{"x":[1]},"tags":["Week",""],"period":"month",)"
+           R"("numbers":[9223372036854775807,-9223372036854775808,0],"items":[{"weight":1,"label":"a"},{"label":"b"}],)"
+           R"("extra":{"flag":false,"mode":"reference"},"core":{"mode":"week","flag":true},)"
+           R"("amount":-9223372036854775808,"title":"t"})");
     ASSERT_EQ(d.status, 0) << d.line;
     EXPECT_EQ(d.line, "");
     EXPECT_EQ(d.matches, 15u);  // 5 scalars, core 2+1, extra 2+1, the list's 3+1, numbers 1, tags 1
@@ -250,7 +289,8 @@ TEST(EngineCheck, EveryFaultWithItsPointerAndHint) {
     struct Log final : FaultLog {
         explicit Log(bool every) : FaultLog(every) {}
         void add(const Fault &f) override {
-            seen.push_back(f.pointer + std::string(f.missing ? " missing" : "") + (f.hint ? std::string(" ") + f.hint : ""));
+            seen.push_back(f.pointer + std::string(f.missing ? " missing" : "") +
+                           (f.hint ? std::string(" ") + f.hint : ""));
         }
         std::vector<std::string> seen;
     };
@@ -259,9 +299,12 @@ TEST(EngineCheck, EveryFaultWithItsPointerAndHint) {
         std::string json;
         std::vector<std::string> faults;
     } rows[] = {
-        {needs_desc, R"({"names":["a",1,"b",2],"chain":[5,{"label":5},{},{"label":"c","weight":"w"}],"codes":[1,"x"]})",
-         {"/names/1", "/names/3", "/chain/0", "/chain/1/label", "/chain/2/label missing", "/chain/3/weight", "/codes/1"}},
-        {sample_desc, R"({"amount":"1","core":{"mode":"MONTH","flag":0},"extra":5,"period":"referense"})",
+        {needs_desc,
+         R"({"names":["a",1,"b",2],"chain":[5,{"label":5},{},{"label":"c","weight":"w"}],"codes":[1,"x"]})",
+         {"/names/1", "/names/3", "/chain/0", "/chain/1/label", "/chain/2/label missing", "/chain/3/weight",
+          "/codes/1"}},
+        {sample_desc,
+         R"({"amount":"1","core":{"mode":"MONTH","flag":0},"extra":5,"period":"referense"})",
          {"/title missing", "/amount", "/core/mode month", "/core/flag", "/extra", "/period reference"}},
         {holder_desc, R"({"pick":{"u":{"x":"a","y":"wek"}}})", {"/pick/u/y week"}},
         {inner_desc, R"({"mode":"weekend"})", {"/mode"}},
@@ -305,7 +348,8 @@ TEST(EngineCheck, UnknownPropertiesAreWarnedOfWithTheNearestName) {
           "<sample>.core: property 'flgs' is not part of 'inner' and is ignored @/core/flgs flag",
           "<sample>.items[0]: property 'wieght' is not part of 'item' and is ignored @/items/0/wieght weight",
           "<sample>.items[1]: property 'lable' is not part of 'item' and is ignored @/items/1/lable label"}},
-        {holder_desc, R"({"pick":{"u":{"w":"a","z":1,"xyzzy":"b"}}})",
+        {holder_desc,
+         R"({"pick":{"u":{"w":"a","z":1,"xyzzy":"b"}}})",
          {"<holder>.pick.u: property 'xyzzy' is not part of 'beta' and is ignored @/pick/u/xyzzy"}},
         {holder_desc, R"({"pick":{"u":{"w":"a","q":"b"}}})", {"fault /pick/u/z"}},
     };
@@ -377,7 +421,8 @@ struct HandBuilt {
 // at the cap (the text alone: the tree would take gigabytes).
 TEST(EngineEncode, ListsPastTheCapAndListsThatLoopAreRefused) {
     const std::string line =
-        "<sample>.items[]" + enc + "Array 'items' has more than MAX_ARRAY_SZ items in the linked list which suggests circular linkage.";
+        "<sample>.items[]" + enc +
+        "Array 'items' has more than MAX_ARRAY_SZ items in the linked list which suggests circular linkage.";
     std::vector<item> chain(MAX_ARRAY_SZ + 1, item{nullptr, text("x"), 0, 0});
     for (size_t i = 0; i + 1 < chain.size(); ++i) chain[i].next = &chain[i + 1];
     auto encode_text = [&](bool through_text) {
@@ -386,7 +431,7 @@ TEST(EngineEncode, ListsPastTheCapAndListsThatLoopAreRefused) {
         char buf[512] = "";
         char *json = nullptr;
         int32_t status = (through_text ? encode_export : encode_export_through_jansson)(sample_desc, &h.s, &json, buf,
-                                                                                    sizeof buf, 0, "");
+                                                                                        sizeof buf, 0, "");
         EXPECT_EQ(status, 203);
         EXPECT_EQ(json, nullptr);
         return std::string(buf);
@@ -410,9 +455,11 @@ TEST(EngineEncode, OptionalPropertiesOnlyWhenFlaggedAndEveryFaultAtItsPlace) {
     h.s.extra_present = h.s.items_present = h.s.numbers_present = h.s.period_present = h.s.tags_present = 0;
     EXPECT_EQ(encode(sample_desc, &h.s), R"({"title":"t","amount":1,"core":{"mode":"week","flag":true}})");
 
-    const std::string title = "<sample>.title" + enc + "Error generated by jansson library while parsing property 'title' from object 'sample'.";
+    const std::string title = "<sample>.title" + enc +
+                              "Error generated by jansson library while parsing property 'title' from object 'sample'.";
     const std::string item = enc + "Error generated by jansson library while parsing array item.";
-    const std::string count = " has more than MAX_ARRAY_SZ items according to _array_sz field which suggests the field is uninitialized.";
+    const std::string count =
+        " has more than MAX_ARRAY_SZ items according to _array_sz field which suggests the field is uninitialized.";
     const std::pair<std::function<void(sample &)>, std::string> rows[] = {
         {[](sample &s) { s.title = nullptr; }, title},
         {[](sample &s) { s.title = text("\xff"); }, title},  // not UTF-8
@@ -421,14 +468,17 @@ TEST(EngineEncode, OptionalPropertiesOnlyWhenFlaggedAndEveryFaultAtItsPlace) {
         {[](sample &s) { s.extra = nullptr; },
          "<sample>.extra" + enc + "Source data for 'inner' was NULL when trying to generate object root."},
         {[](sample &s) { s.items->next->label = nullptr; },
-         "<sample>.items[1].label" + enc + "Error generated by jansson library while parsing property 'label' from object 'item'."},
+         "<sample>.items[1].label" + enc +
+             "Error generated by jansson library while parsing property 'label' from object 'item'."},
         {[](sample &s) { s.tags[1] = text("\xc3\x28"); }, "<sample>.tags[1]" + item},
         {[](sample &s) { s.tags = nullptr; }, "<sample>.tags[0]" + item},  // a count without a block
         {[](sample &s) { s.numbers = nullptr; }, "<sample>.numbers[0]" + item},
         {[](sample &s) { s.tags_array_sz = MAX_ARRAY_SZ + 1; }, "<sample>.tags[]" + enc + "Array 'tags'" + count},
-        {[](sample &s) { s.numbers_array_sz = MAX_ARRAY_SZ + 1; }, "<sample>.numbers[]" + enc + "Array 'numbers'" + count},
+        {[](sample &s) { s.numbers_array_sz = MAX_ARRAY_SZ + 1; },
+         "<sample>.numbers[]" + enc + "Array 'numbers'" + count},
         {[](sample &s) { s.items->next->next = s.items; },
-         "<sample>.items[]" + enc + "Array 'items' has more than MAX_ARRAY_SZ items in the linked list which suggests circular linkage."},
+         "<sample>.items[]" + enc +
+             "Array 'items' has more than MAX_ARRAY_SZ items in the linked list which suggests circular linkage."},
     };
     for (const auto &[spoil, line] : rows) {
         SCOPED_TRACE(line);
@@ -438,7 +488,8 @@ TEST(EngineEncode, OptionalPropertiesOnlyWhenFlaggedAndEveryFaultAtItsPlace) {
         EXPECT_EQ(encode(sample_desc, &b.s, 0, &status), line);
         EXPECT_EQ(status, 203);
     }
-    EXPECT_EQ(encode(sample_desc, nullptr), "<sample>" + enc + "Source data for 'sample' was NULL when trying to generate object root.");
+    EXPECT_EQ(encode(sample_desc, nullptr),
+              "<sample>" + enc + "Source data for 'sample' was NULL when trying to generate object root.");
     int32_t status;
     EXPECT_EQ(encode(inner_desc, &h.extra, MAX_CALL_DEPTH), R"({"mode":"reference"})");
     EXPECT_EQ(encode(inner_desc, &h.extra, MAX_CALL_DEPTH + 1, &status),
@@ -478,8 +529,11 @@ TEST(EngineEncode, RefusedTextsGoThroughTheConversionHookOnce) {
     h.s.extra_present = h.s.items_present = h.s.numbers_present = h.s.period_present = 0;
     const std::pair<string_conversion_fn, std::string> rows[] = {
         {&replacing_hook, R"({"title":"?","amount":1,"core":{"mode":"week"},"tags":["a","?"]})"},
-        {&declining_hook, "<sample>.title" + enc + "Error generated by jansson library while parsing property 'title' from object 'sample'."},
-        {nullptr, "<sample>.title" + enc + "Error generated by jansson library while parsing property 'title' from object 'sample'."},
+        {&declining_hook,
+         "<sample>.title" + enc +
+             "Error generated by jansson library while parsing property 'title' from object 'sample'."},
+        {nullptr, "<sample>.title" + enc +
+                      "Error generated by jansson library while parsing property 'title' from object 'sample'."},
     };
     for (const auto &[hook, expected] : rows) {
         string_conversion_hook = hook;
@@ -519,14 +573,24 @@ TEST(DiagnosticLine, PathFormsFragmentsAndCutting) {
     EXPECT_EQ(element.child, nullptr);
 
     const std::pair<int32_t, std::string> fragments[] = {
-        {0, "<r>d"}, {201, "<r>: Internal Error: Bad Arguments. d"}, {202, "<r>: JSON decode error. d"},
-        {203, "<r>: JSON encode error. d"}, {204, "<r>: Out of memory when trying to convert C structure to JSON. d"},
-        {210, "<r>: d"}, {7, "<r>: Unknown rmqc library error 7. d"}, {-202, "<r>: Unknown rmqc library error -202. d"}};
+        {0, "<r>d"},
+        {201, "<r>: Internal Error: Bad Arguments. d"},
+        {202, "<r>: JSON decode error. d"},
+        {203, "<r>: JSON encode error. d"},
+        {204, "<r>: Out of memory when trying to convert C structure to JSON. d"},
+        {210, "<r>: d"},
+        {7, "<r>: Unknown rmqc library error 7. d"},
+        {-202, "<r>: Unknown rmqc library error -202. d"}};
     for (const auto &[code, line] : fragments) EXPECT_EQ(report("d", code, 128), line);
     EXPECT_EQ(report(nullptr, 202, 128), "<r>: JSON decode error. ");
     // Cut: the detail, then the fragment, then the path.
-    const std::pair<uint64_t, std::string> cuts[] = {{28, "<r>: JSON decode error. abc"}, {25, "<r>: JSON decode error. "},
-                                                     {14, "<r>: JSON dec"}, {4, "<r>"}, {3, "<r"}, {1, ""}, {0, ""}};
+    const std::pair<uint64_t, std::string> cuts[] = {{28, "<r>: JSON decode error. abc"},
+                                                     {25, "<r>: JSON decode error. "},
+                                                     {14, "<r>: JSON dec"},
+                                                     {4, "<r>"},
+                                                     {3, "<r"},
+                                                     {1, ""},
+                                                     {0, ""}};
     for (const auto &[errlen, line] : cuts) EXPECT_EQ(report("abcdef", 202, errlen), line);
     // An unknown code's fragment is formatted; cut, it leaves no negative room.
     EXPECT_EQ(report("tail", 7, 10), "<r>: Unkn");

@@ -57,6 +57,13 @@ void __wrap_free(void *p) {
 }
 
 void route_jansson_through_injector() {
-    json_set_alloc_funcs([](size_t size) { InJansson mark; return __wrap_malloc(size); },
-                         [](void *p) { InJansson mark; __wrap_free(p); });
+    json_set_alloc_funcs(
+        [](size_t size) {
+            InJansson mark;
+            return __wrap_malloc(size);
+        },
+        [](void *p) {
+            InJansson mark;
+            __wrap_free(p);
+        });
 }

@@ -20,9 +20,9 @@
 
 namespace {
 
-const ErasedRoot policy_root = JSONCODEC_ERASED_ROOT(data_protection_policy), workflow_root = JSONCODEC_ERASED_ROOT(workflow),
-                 action_root = JSONCODEC_ERASED_ROOT(action), rule_root = JSONCODEC_ERASED_ROOT(rule),
-                 item_root = JSONCODEC_ERASED_ROOT(item_definition);
+const ErasedRoot policy_root = JSONCODEC_ERASED_ROOT(data_protection_policy),
+                 workflow_root = JSONCODEC_ERASED_ROOT(workflow), action_root = JSONCODEC_ERASED_ROOT(action),
+                 rule_root = JSONCODEC_ERASED_ROOT(rule), item_root = JSONCODEC_ERASED_ROOT(item_definition);
 
 // A decoded tree released at the end of its scope.
 struct Decoded {
@@ -69,8 +69,12 @@ std::string backup(const std::string &subtype) {
            R"(},"abDestinationStorageNode":[],"abRetentionPeriod":"r","abOverrideRetentionPeriod":true,)"
            R"("abOverrideBackupSchedule":false,"abClientOverridesBehavior":"legacyBackupRules","abSuccessThreshold":"success"})";
 }
-std::string enum_of(const std::string &values) { return "String based enum fails to match one of: [ " + values + " ]. "; }
-std::string missing(const std::string &name) { return "Required property '" + name + "' is missing which violates the schema."; }
+std::string enum_of(const std::string &values) {
+    return "String based enum fails to match one of: [ " + values + " ]. ";
+}
+std::string missing(const std::string &name) {
+    return "Required property '" + name + "' is missing which violates the schema.";
+}
 const std::string dec = ": JSON decode error. ", enc = ": JSON encode error. ";
 const std::string kinds = "<action>.actionSpecific.actions" + dec + "No match for union, closest failure: ";
 // A union's line: its closest failure, cut to the union's private buffer.
@@ -102,12 +106,16 @@ TEST(Decode, RefusedDocumentsNameTheirPlace) {
          "<rule>.ruleItem_Definitions[1].item_definitionType" + dec + "Expected a string as specified in schema."},
         {rule_root, R"({"ruleName":"r","ruleItem_Definitions":{}})",
          "<rule>.ruleItem_Definitions[]" + dec + "Expected property to be an array as specified in schema."},
-        {item_root, R"({"item_definitionType":5})", "<item_definition>.item_definitionType" + dec + "Expected a string as specified in schema."},
-        {policy_root, R"({"policyName":"p","policySummaryNotification":{"policyCompletionNotificationExecuteOn":"Completion"}})",
+        {item_root, R"({"item_definitionType":5})",
+         "<item_definition>.item_definitionType" + dec + "Expected a string as specified in schema."},
+        {policy_root,
+         R"({"policyName":"p","policySummaryNotification":{"policyCompletionNotificationExecuteOn":"Completion"}})",
          "<data_protection_policy>.policySummaryNotification.policyCompletionNotificationExecuteOn" + dec +
              enum_of("'completion', 'failure', 'ignore'")},
-        {policy_root, policy("", R"(,"workflowCompletionNotification":{"policyCompletionNotificationExecuteOn":"failure"})"),
-         wf2 + "workflowCompletionNotification.policyCompletionNotificationAction" + dec + missing("policyCompletionNotificationAction")},
+        {policy_root,
+         policy("", R"(,"workflowCompletionNotification":{"policyCompletionNotificationExecuteOn":"failure"})"),
+         wf2 + "workflowCompletionNotification.policyCompletionNotificationAction" + dec +
+             missing("policyCompletionNotificationAction")},
         {policy_root, policy(act(R"({"actionType":"probe"})", R"(,"actionRetries":3.0)")),
          wf2 + "workflowActions[0].actionRetries" + dec + "Expected property to be an integer as specified in schema."},
         {policy_root, policy(probe + "," + probe + "," + act(R"({"actionType":"discover"})")),
@@ -119,25 +127,33 @@ TEST(Decode, RefusedDocumentsNameTheirPlace) {
         {action_root, R"({"actionName":"a"})", "<action>.actionSpecific" + dec + missing("actionSpecific")},
         {action_root, act(R"({"actionType":"probe"})", R"(,"actionFailureImpact":"abort")"),
          "<action>.actionFailureImpact" + dec + enum_of("'continue', 'abort action', 'abort workflow'")},
-        {action_root, R"({"actionName":"a","actionSpecific":{"actions":{"actionType":"probe"}},"actionSchedulePeriod":"Week"})",
+        {action_root,
+         R"({"actionName":"a","actionSpecific":{"actions":{"actionType":"probe"}},"actionSchedulePeriod":"Week"})",
          "<action>.actionSchedulePeriod" + dec + periods},
-        {action_root, R"({"actionName":"a","actionSpecific":{},"actionSchedulePeriod":"week","actionScheduleActivity":[]})",
+        {action_root,
+         R"({"actionName":"a","actionSpecific":{},"actionSchedulePeriod":"week","actionScheduleActivity":[]})",
          "<action>.actionSpecific.actions" + dec + missing("actions")},
         // The kind that got furthest; the first kind when none scored.
         {action_root, act("5"), kinds + "<actionBackup>" + dec + "Expected object of type 'actionBackup'."},
-        {action_root, act(R"({"actionType":"restore"})"), kinds + "<actionBackup>.actionType" + dec + enum_of("'backup'")},
+        {action_root, act(R"({"actionType":"restore"})"),
+         kinds + "<actionBackup>.actionType" + dec + enum_of("'backup'")},
         {action_root, act(R"({"actionType":"exercise","exerciseFunction":"passthru","exerciseDelay":[1,2.5]})"),
-         kinds + "<actionExercise>.exerciseDelay[1]" + dec + "Expected array item to be an integer as specified in schema."},
-        {action_root, act(backup("[]")), in_subtype("<actionBackupTraditional>" + dec + "Expected object of type 'actionBackupTraditional'.")},
+         kinds + "<actionExercise>.exerciseDelay[1]" + dec +
+             "Expected array item to be an integer as specified in schema."},
+        {action_root, act(backup("[]")),
+         in_subtype("<actionBackupTraditional>" + dec + "Expected object of type 'actionBackupTraditional'.")},
         {action_root, act(backup(R"({"abBackupSubtype":"vmware-proxy","abvDestinationPool":"p"})")),
          in_subtype("<actionBackupTraditional>.abBackupSubtype" + dec + enum_of("'traditional'"))},
         {action_root, act(backup(R"({"abBackupSubtype":"snapshot","absMinimumRetentionPeriod":"1 day"})")),
          in_subtype("<actionBackupSnapshot>.absDestinationPool" + dec + missing("absDestinationPool"))},
-        {action_root, act(backup(R"({"abBackupSubtype":"vmware-kestrel","abKestrelSQLTier2Props":{"abKestrelSQLDetectAAGFCI":false,"abKestrelSQLClientOverridesBehavior":"legacy"}})")),
+        {action_root,
+         act(backup(
+             R"({"abBackupSubtype":"vmware-kestrel","abKestrelSQLTier2Props":{"abKestrelSQLDetectAAGFCI":false,"abKestrelSQLClientOverridesBehavior":"legacy"}})")),
          in_subtype("<actionBackupKestrel>.abKestrelSQLTier2Props.abKestrelSQLClientOverridesBehavior" + dec +
-             enum_of("'clientCanNotOverride', 'clientCanOverride', 'legacyBackupRules'"))},
+                    enum_of("'clientCanNotOverride', 'clientCanOverride', 'legacyBackupRules'"))},
         {action_root, act(backup(R"({"abBackupSubtype":"vmware-kestrel","abKestrelSQLTier2Props":null})")),
-         in_subtype("<actionBackupKestrel>.abKestrelSQLTier2Props" + dec + "Expected object of type 'kestrelSQLTier2Properties'.")},
+         in_subtype("<actionBackupKestrel>.abKestrelSQLTier2Props" + dec +
+                    "Expected object of type 'kestrelSQLTier2Properties'.")},
     };
     for (const Row &r : rows) {
         SCOPED_TRACE(r.json);
@@ -157,9 +173,21 @@ TEST(Decode, RefusedDocumentsNameTheirPlace) {
 }
 
 TEST(RoundTrip, ExamplesComeBackUnchangedWithEveryKindAndSubtypeTagged) {
-    const char *kind_names[] = {"backup", "probe", "execute", "clone", "discover", "check connectivity",
-                                "generate index", "backup index", "expire", "server backup", "autostage",
-                                "recover space", "exercise", "WEX checkpoint discover", "WEX checkpoint backup"};
+    const char *kind_names[] = {"backup",
+                                "probe",
+                                "execute",
+                                "clone",
+                                "discover",
+                                "check connectivity",
+                                "generate index",
+                                "backup index",
+                                "expire",
+                                "server backup",
+                                "autostage",
+                                "recover space",
+                                "exercise",
+                                "WEX checkpoint discover",
+                                "WEX checkpoint backup"};
     const char *subtype_names[] = {"traditional", "snapshot", "archive", "vmware", "vmware-kestrel"};
     const std::pair<const ErasedRoot &, const char *> examples[] = {
         {policy_root, "policy.json"}, {action_root, "action.json"}, {rule_root, "rule.json"}};
@@ -175,20 +203,23 @@ TEST(RoundTrip, ExamplesComeBackUnchangedWithEveryKindAndSubtypeTagged) {
         for (const action *a = w->workflowActions; a != nullptr; a = a->next) {
             const actionsWrapper &kind = a->actionSpecific;
             ASSERT_GE(kind.actions_type, 1);
-            EXPECT_STREQ(kind.actions.actionProbe.actionType, kind_names[kind.actions_type - 1]);  // every kind starts with it
+            EXPECT_STREQ(kind.actions.actionProbe.actionType,
+                         kind_names[kind.actions_type - 1]);  // every kind starts with it
             kinds_seen |= 1u << kind.actions_type;
             if (kind.actions_type != RMQC_ACTION_BACKUP) continue;
             const actionBackupSubtypeWrapper &sub = kind.actions.actionBackup.actionBackupSubtypeSpecific;
             ASSERT_GE(sub.backupSubtypes_type, 1);
-            EXPECT_STREQ(sub.backupSubtypes.actionBackupVmware.abBackupSubtype, subtype_names[sub.backupSubtypes_type - 1]);
+            EXPECT_STREQ(sub.backupSubtypes.actionBackupVmware.abBackupSubtype,
+                         subtype_names[sub.backupSubtypes_type - 1]);
             subtypes_seen |= 1u << sub.backupSubtypes_type;
         }
     EXPECT_EQ(kinds_seen, 0xfffeu);
     EXPECT_EQ(subtypes_seen, 0x3eu);
 
     // Record order whatever the input's, unknown properties dropped, both forms.
-    Decoded r(rule_root, R"({"ruleMatchType":"Any","extra":[1,{"a":null}],"ruleItem_Definitions":[{"item_definitionValue":"v",)"
-                         R"("item_definitionType":"t","other":1,"item_definitionOperator":"o"},{}],"ruleName":"r"})");
+    Decoded r(rule_root,
+              R"({"ruleMatchType":"Any","extra":[1,{"a":null}],"ruleItem_Definitions":[{"item_definitionValue":"v",)"
+              R"("item_definitionType":"t","other":1,"item_definitionOperator":"o"},{}],"ruleName":"r"})");
     EXPECT_EQ(encode(rule_root, r.tree),
               R"({"ruleName":"r","ruleItem_Definitions":[{"item_definitionOperator":"o","item_definitionType":"t",)"
               R"("item_definitionValue":"v"},{}],"ruleMatchType":"Any"})");
@@ -196,7 +227,8 @@ TEST(RoundTrip, ExamplesComeBackUnchangedWithEveryKindAndSubtypeTagged) {
 
 TEST(Encode, FaultsInsideTheUnionsReachTheCallerWithTheirFullPath) {
     const std::string sub = "<action>.actionSpecific.actions.actionBackupSubtypeSpecific.backupSubtypes";
-    const std::string kestrel = act(backup(R"({"abBackupSubtype":"vmware-kestrel","abKestrelSQLTier2Props":{},"abKestrelTierAppOption":"abKestrelAppTier2"})"));
+    const std::string kestrel = act(backup(
+        R"({"abBackupSubtype":"vmware-kestrel","abKestrelSQLTier2Props":{},"abKestrelTierAppOption":"abKestrelAppTier2"})"));
     auto set = [](char *&field, const char *value) {
         std::free(field);
         field = value != nullptr ? strdup(value) : nullptr;
@@ -206,17 +238,23 @@ TEST(Encode, FaultsInsideTheUnionsReachTheCallerWithTheirFullPath) {
     };
     const std::tuple<std::string, std::function<void(action &)>, std::string> rows[] = {
         {kestrel, [&](action &a) { set(kestrel_of(a).abKestrelTierAppOption, "2"); },
-         sub + ".abKestrelTierAppOption" + enc + enum_of("'abKestrelAppTierNone', 'abKestrelAppTier2', 'abKestrelAppTier3'")},
-        {kestrel, [&](action &a) { set(kestrel_of(a).abBackupSubtype, nullptr); }, sub + ".abBackupSubtype" + enc + enum_of("'vmware-kestrel'")},
-        {kestrel, [&](action &a) {
+         sub + ".abKestrelTierAppOption" + enc +
+             enum_of("'abKestrelAppTierNone', 'abKestrelAppTier2', 'abKestrelAppTier3'")},
+        {kestrel, [&](action &a) { set(kestrel_of(a).abBackupSubtype, nullptr); },
+         sub + ".abBackupSubtype" + enc + enum_of("'vmware-kestrel'")},
+        {kestrel,
+         [&](action &a) {
              jsoncodec::destroy_kestrelSQLTier2Properties(kestrel_of(a).abKestrelSQLTier2Props);
              std::free(kestrel_of(a).abKestrelSQLTier2Props);
              kestrel_of(a).abKestrelSQLTier2Props = nullptr;  // its flag stays set
          },
-         sub + ".abKestrelSQLTier2Props" + enc + "Source data for 'kestrelSQLTier2Properties' was NULL when trying to generate object root."},
-        {kestrel, [](action &a) { a.actionSpecific.actions.actionBackup.actionBackupSubtypeSpecific.backupSubtypes_type = 6; },
+         sub + ".abKestrelSQLTier2Props" + enc +
+             "Source data for 'kestrelSQLTier2Properties' was NULL when trying to generate object root."},
+        {kestrel,
+         [](action &a) { a.actionSpecific.actions.actionBackup.actionBackupSubtypeSpecific.backupSubtypes_type = 6; },
          sub + enc + "Union type for property 'backupSubtypes' is out of range [1..5]."},
-        {kestrel, [](action &a) { a.actionSpecific.actions.actionBackup.actionBackupSubtypeSpecific.backupSubtypes_type = 0; },
+        {kestrel,
+         [](action &a) { a.actionSpecific.actions.actionBackup.actionBackupSubtypeSpecific.backupSubtypes_type = 0; },
          sub + enc + "Union type for property 'backupSubtypes' is out of range [1..5]."},
         {kestrel, [](action &a) { a.actionSpecific.actions_type = 16; },
          "<action>.actionSpecific.actions" + enc + "Union type for property 'actions' is out of range [1..15]."},
@@ -224,7 +262,8 @@ TEST(Encode, FaultsInsideTheUnionsReachTheCallerWithTheirFullPath) {
          [&](action &a) { set(a.actionSpecific.actions.actionAutoStage.aasSavesetSelection, "newest saveset"); },
          "<action>.actionSpecific.actions.aasSavesetSelection" + enc +
              enum_of("'oldest saveset', 'largest saveset', 'smallest saveset', 'youngest saveset'")},
-        {act(R"({"actionType":"probe"})"), [&](action &a) { set(a.actionSchedulePeriod, nullptr); }, "<action>.actionSchedulePeriod" + enc + periods},
+        {act(R"({"actionType":"probe"})"), [&](action &a) { set(a.actionSchedulePeriod, nullptr); },
+         "<action>.actionSchedulePeriod" + enc + periods},
     };
     for (const auto &[text, spoil, line] : rows) {
         SCOPED_TRACE(line);
@@ -253,7 +292,12 @@ TEST(Boundary, BufferOutputParametersAndStatuses) {
     EXPECT_EQ(rmqc_json_to_rule(&r, R"({"ruleComment":"x"})", nullptr, 64), 202);
     EXPECT_EQ(rmqc_json_from_rule(nullptr, &json, nullptr, 64, 0), 203);
     action *a = nullptr;  // an enum fault makes no list of allowed texts without a buffer
-    EXPECT_EQ(rmqc_json_to_action(&a, R"({"actionName":"a","actionSpecific":{"actions":{"actionType":"probe"}},"actionSchedulePeriod":"year"})", nullptr, 0), 202);
+    EXPECT_EQ(
+        rmqc_json_to_action(
+            &a,
+            R"({"actionName":"a","actionSpecific":{"actions":{"actionType":"probe"}},"actionSchedulePeriod":"year"})",
+            nullptr, 0),
+        202);
     EXPECT_EQ(a, nullptr);
     // Cut to the buffer, nothing written past it; success leaves it empty.
     std::memset(buf, '#', sizeof buf);
@@ -276,20 +320,24 @@ TEST(Boundary, BufferOutputParametersAndStatuses) {
     char sentinel = 0;
     json = &sentinel;
     EXPECT_EQ(rmqc_json_from_item_definition(nullptr, &json, buf, sizeof buf, 1), 203);
-    EXPECT_STREQ(buf, "<item_definition>: JSON encode error. Source data for 'item_definition' was NULL when trying to generate object root.");
+    EXPECT_STREQ(buf,
+                 "<item_definition>: JSON encode error. Source data for 'item_definition' was NULL when trying to "
+                 "generate object root.");
     EXPECT_EQ(json, &sentinel);
 
     // A parse failure leaves *out alone and gives the parser's account; a
     // schema fault sets it to NULL.
     rule untouched{};
-    for (const char *text : {"{", "", R"({"ruleName":"a","ruleName":"b"})", R"({"ruleName":"r"} x)", static_cast<const char *>(nullptr)}) {
+    for (const char *text :
+         {"{", "", R"({"ruleName":"a","ruleName":"b"})", R"({"ruleName":"r"} x)", static_cast<const char *>(nullptr)}) {
         json_error_t error;
         EXPECT_EQ(json_loads(text, JSON_REJECT_DUPLICATES, &error), nullptr);
         r = &untouched;
         EXPECT_EQ(rmqc_json_to_rule(&r, text, buf, sizeof buf), 202);
         EXPECT_EQ(r, &untouched);
-        EXPECT_EQ(buf, std::string("<rule>: JSON decode error. JSON parsing error: ") + error.text + " in " + error.source +
-                           " line: " + std::to_string(error.line) + " col: " + std::to_string(error.column) + "\n");
+        EXPECT_EQ(buf, std::string("<rule>: JSON decode error. JSON parsing error: ") + error.text + " in " +
+                           error.source + " line: " + std::to_string(error.line) +
+                           " col: " + std::to_string(error.column) + "\n");
     }
     EXPECT_EQ(rmqc_json_to_rule(&r, "[1]", buf, sizeof buf), 202);
     EXPECT_EQ(r, nullptr);
@@ -304,7 +352,8 @@ TEST(Release, DestroyEmptiesInPlaceAndElementsDoNotFollowNext) {
     action *head = p.policyWorkflows->workflowActions, *second = head->next;
     p.policyWorkflows->workflowActions = second;
     rmqc_free_action(head);
-    EXPECT_NE(encode(policy_root, &p).find(std::string(R"("workflowActions":[{"actionName":")") + second->actionName), std::string::npos);
+    EXPECT_NE(encode(policy_root, &p).find(std::string(R"("workflowActions":[{"actionName":")") + second->actionName),
+              std::string::npos);
     // An element's encoder never looks at `next` either.
     item_definition spoiled{}, item{};
     spoiled.item_definitionType_present = 1;
@@ -340,7 +389,8 @@ TEST(ScheduleValidators, TheThreePeriodsInBothDirections) {
     char buf[256];
     for (const char *period : {"week", "month", "reference"})
         EXPECT_EQ(jsoncodec::validate_schedule_period_decode(period, buf, sizeof buf, &own) +
-                      jsoncodec::validate_schedule_period_encode(period, buf, sizeof buf, &own), 0);
+                      jsoncodec::validate_schedule_period_encode(period, buf, sizeof buf, &own),
+                  0);
     EXPECT_EQ(jsoncodec::validate_schedule_period_decode("Week", buf, sizeof buf, &own), 202);
     EXPECT_EQ(buf, "<action>.actionSchedulePeriod" + dec + periods);
     EXPECT_EQ(jsoncodec::validate_schedule_period_encode(nullptr, buf, sizeof buf, &own), 203);

@@ -61,7 +61,8 @@ TEST(TextReader, ReadsWhatJanssonReadsAndLeavesTheRestToIt) {
         {"escapes of every kind", R"({"ruleName":"\"\\\/\b\f\n\r\t\u00e9\u20ac\ud83d\ude00"})", true},
         {"characters of two, three and four bytes", "{\"ruleName\":\"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\"}", true},
         {"the text ends at its first NUL", std::string(R"({"ruleName":"r"})") + '\0' + "not read", true},
-        {"unknown values of every kind", rule_with(R"({"a":[1,-0,0.5,-2.5e-7,1E+2,true,false,null,"s",{}],"b":{"a":[]}})"), true},
+        {"unknown values of every kind",
+         rule_with(R"({"a":[1,-0,0.5,-2.5e-7,1E+2,true,false,null,"s",{}],"b":{"a":[]}})"), true},
         {"a real that cannot overflow", rule_with("1.5e300"), true},
         {"the deepest value jansson reads", rule_with(deepest), true},
         {"keys of different objects alike", rule_with(R"({"a":{"a":1},"b":[{"a":1},{"a":2}]})"), true},
@@ -109,11 +110,14 @@ TEST(TextReader, ReadsWhatJanssonReadsAndLeavesTheRestToIt) {
 
 TEST(TextReader, TheTextsItReadsAreJanssons) {
     // Every character escaped or written whole reads as jansson reads it.
-    const std::string text = R"({"ruleName":"\u0041\u00e9\u0800\uffff\ud800\udc00\udbff\udfff","ruleComment":"\u002F\/"})";
+    const std::string text =
+        R"({"ruleName":"\u0041\u00e9\u0800\uffff\ud800\udc00\udbff\udfff","ruleComment":"\u002F\/"})";
     const Outcome fast = decode_rule_text(text, false);
     ASSERT_EQ(fast.status, RMQC_OK) << fast.line;
     EXPECT_EQ(fast.tree, decode_rule_text(text, true).tree);
-    EXPECT_EQ(fast.tree, "{\"ruleName\":\"A\xc3\xa9\xe0\xa0\x80\xef\xbf\xbf\xf0\x90\x80\x80\xf4\x8f\xbf\xbf\",\"ruleComment\":\"//\"}");
+    EXPECT_EQ(
+        fast.tree,
+        "{\"ruleName\":\"A\xc3\xa9\xe0\xa0\x80\xef\xbf\xbf\xf0\x90\x80\x80\xf4\x8f\xbf\xbf\",\"ruleComment\":\"//\"}");
 }
 
 // The blocks allocated and freed by `call`, through the injector.

@@ -140,28 +140,18 @@ json_t *property_schema(const FieldDesc &field) {
             schema = made(json_object());
             put(schema, "type", json_string("boolean"));
             break;
-        case Kind::Integer:
-            schema = integer_schema();
-            break;
+        case Kind::Integer: schema = integer_schema(); break;
         case Kind::StringArray: {
             json_t *items = made(json_object());
             put(items, "type", json_string("string"));
             schema = array_of(items);
             break;
         }
-        case Kind::IntegerArray:
-            schema = array_of(integer_schema());
-            break;
+        case Kind::IntegerArray: schema = array_of(integer_schema()); break;
         case Kind::Record:
-        case Kind::RecordPointer:
-            schema = reference_to(*field.nested);
-            break;
-        case Kind::List:
-            schema = array_of(reference_to(*field.nested));
-            break;
-        case Kind::Union:
-            schema = union_schema(*field.members);
-            break;
+        case Kind::RecordPointer: schema = reference_to(*field.nested); break;
+        case Kind::List: schema = array_of(reference_to(*field.nested)); break;
+        case Kind::Union: schema = union_schema(*field.members); break;
     }
     return schema;
 }
@@ -211,8 +201,7 @@ std::string schema_text(const TypeDesc &root, bool strict) {
     put(schema, "$id", json_string(("urn:jsoncodec:schema:" + name).c_str()));
     put(schema, "title", json_string(name.c_str()));
     put(schema, "description",
-        json_string(("A document of the root type " + name +
-                     ", as jsoncodec decodes it. " +
+        json_string(("A document of the root type " + name + ", as jsoncodec decodes it. " +
                      (strict ? "Properties not listed are refused, as jsoncodec check --strict refuses them (the "
                                "decoder itself ignores them). "
                              : "Properties not listed are ignored. ") +

@@ -13,7 +13,7 @@ extern "C" {
 #endif
 
 struct jsoncodec_schema {
-    const char *type; /* the root type's name, as --type takes it */
+    const char *type;        /* the root type's name, as --type takes it */
     const char *text;        /* the schema, pretty-printed, ending in a newline */
     const char *strict_text; /* the same with "additionalProperties": false on every record */
 };

@@ -33,8 +33,7 @@ static char *read_file(const char *path) {
     size_t length = 0;
     size_t got;
 
-    if (in == NULL)
-        return NULL;
+    if (in == NULL) return NULL;
     do {
         char *grown = realloc(text, length + 4096 + 1);
         if (grown == NULL) {
@@ -90,8 +89,7 @@ int main(int argc, char **argv) {
         return 1;
     }
 
-    for (item = r->ruleItem_Definitions; item != NULL; item = item->next)
-        count++;
+    for (item = r->ruleItem_Definitions; item != NULL; item = item->next) count++;
     printf("rule %s: %d condition%s, match %s\n", r->ruleName, count, count == 1 ? "" : "s",
            r->ruleMatchType_present ? r->ruleMatchType : "(not set)");
     for (item = r->ruleItem_Definitions; item != NULL; item = item->next)

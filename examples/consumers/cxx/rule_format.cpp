@@ -14,10 +14,9 @@
 
 namespace {
 
-const char builtin_rule[] =
-    R"({"ruleName": "linux-hosts", "ruleMatchType": "all", "ruleItem_Definitions": [)"
-    R"({"item_definitionOperator": "equals", "item_definitionProperty": "operatingSystem",)"
-    R"( "item_definitionValue": "Linux"}]})";
+const char builtin_rule[] = R"({"ruleName": "linux-hosts", "ruleMatchType": "all", "ruleItem_Definitions": [)"
+                            R"({"item_definitionOperator": "equals", "item_definitionProperty": "operatingSystem",)"
+                            R"( "item_definitionValue": "Linux"}]})";
 
 // Prints a diagnostic line; the line of a document that does not parse
 // already ends in a newline.

@@ -13,10 +13,9 @@ namespace {
 
 // Trial order, fixed; a member's tag is its position plus one, and callers
 // building records rely on the numbers.
-JC_UNION_MEMBERS(action_kinds, JC_ACTION_KIND(actionBackup), JC_ACTION_KIND(actionProbe),
-                 JC_ACTION_KIND(actionExecute), JC_ACTION_KIND(actionClone), JC_ACTION_KIND(actionDiscover),
-                 JC_ACTION_KIND(actionCheckConnectivity), JC_ACTION_KIND(actionGenerateIndex),
-                 JC_ACTION_KIND(actionBackupIndex), JC_ACTION_KIND(actionExpire),
+JC_UNION_MEMBERS(action_kinds, JC_ACTION_KIND(actionBackup), JC_ACTION_KIND(actionProbe), JC_ACTION_KIND(actionExecute),
+                 JC_ACTION_KIND(actionClone), JC_ACTION_KIND(actionDiscover), JC_ACTION_KIND(actionCheckConnectivity),
+                 JC_ACTION_KIND(actionGenerateIndex), JC_ACTION_KIND(actionBackupIndex), JC_ACTION_KIND(actionExpire),
                  JC_ACTION_KIND(actionServerBackup), JC_ACTION_KIND(actionAutoStage),
                  JC_ACTION_KIND(actionRecoverSpace), JC_ACTION_KIND(actionExercise),
                  JC_ACTION_KIND(actionWEXCheckpointDiscover), JC_ACTION_KIND(actionWEXCheckpointBackup));
@@ -71,8 +70,7 @@ constexpr FieldDesc action_fields[] = {
     JC_STRING_ARRAY(action, actionScheduleOverride, OPTIONAL),
     JC_STRING(action, actionSoftLimit, OPTIONAL),
     JC_STRING(action, actionStarttime, OPTIONAL),
-    JC_RECORD(action, actionWorkItemFilter, OPTIONAL, actionsWorkItemFilterWrapper,
-              actionsWorkItemFilterWrapper_desc),
+    JC_RECORD(action, actionWorkItemFilter, OPTIONAL, actionsWorkItemFilterWrapper, actionsWorkItemFilterWrapper_desc),
 };
 
 }  // namespace

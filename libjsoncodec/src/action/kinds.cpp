@@ -127,7 +127,8 @@ extern constexpr TypeDesc actionProbe_desc = JC_TYPE(actionProbe, actionProbe_fi
 extern constexpr TypeDesc actionExecute_desc = JC_TYPE(actionExecute, actionExecute_fields);
 extern constexpr TypeDesc actionClone_desc = JC_TYPE(actionClone, actionClone_fields);
 extern constexpr TypeDesc actionDiscover_desc = JC_TYPE(actionDiscover, actionDiscover_fields);
-extern constexpr TypeDesc actionCheckConnectivity_desc = JC_TYPE(actionCheckConnectivity, actionCheckConnectivity_fields);
+extern constexpr TypeDesc actionCheckConnectivity_desc =
+    JC_TYPE(actionCheckConnectivity, actionCheckConnectivity_fields);
 extern constexpr TypeDesc actionGenerateIndex_desc = JC_TYPE(actionGenerateIndex, actionGenerateIndex_fields);
 extern constexpr TypeDesc actionBackupIndex_desc = JC_TYPE(actionBackupIndex, actionBackupIndex_fields);
 extern constexpr TypeDesc actionExpire_desc = JC_TYPE(actionExpire, actionExpire_fields);

@@ -6,17 +6,13 @@ namespace jsoncodec {
 namespace {
 
 // Trial order; a member's tag is its position plus one.
-JC_UNION_MEMBERS(backup_subtypes,
-                 JC_UNION_MEMBER(actionBackupSubtypeWrapper, backupSubtypes, actionBackupTraditional,
-                                 actionBackupTraditional_desc),
-                 JC_UNION_MEMBER(actionBackupSubtypeWrapper, backupSubtypes, actionBackupSnapshot,
-                                 actionBackupSnapshot_desc),
-                 JC_UNION_MEMBER(actionBackupSubtypeWrapper, backupSubtypes, actionBackupArchive,
-                                 actionBackupArchive_desc),
-                 JC_UNION_MEMBER(actionBackupSubtypeWrapper, backupSubtypes, actionBackupVmware,
-                                 actionBackupVmware_desc),
-                 JC_UNION_MEMBER(actionBackupSubtypeWrapper, backupSubtypes, actionBackupKestrel,
-                                 actionBackupKestrel_desc));
+JC_UNION_MEMBERS(
+    backup_subtypes,
+    JC_UNION_MEMBER(actionBackupSubtypeWrapper, backupSubtypes, actionBackupTraditional, actionBackupTraditional_desc),
+    JC_UNION_MEMBER(actionBackupSubtypeWrapper, backupSubtypes, actionBackupSnapshot, actionBackupSnapshot_desc),
+    JC_UNION_MEMBER(actionBackupSubtypeWrapper, backupSubtypes, actionBackupArchive, actionBackupArchive_desc),
+    JC_UNION_MEMBER(actionBackupSubtypeWrapper, backupSubtypes, actionBackupVmware, actionBackupVmware_desc),
+    JC_UNION_MEMBER(actionBackupSubtypeWrapper, backupSubtypes, actionBackupKestrel, actionBackupKestrel_desc));
 
 constexpr FieldDesc actionBackupSubtypeWrapper_fields[] = {
     JC_UNION(actionBackupSubtypeWrapper, backupSubtypes, backup_subtypes),

@@ -55,7 +55,8 @@ constexpr FieldDesc actionBackupVmware_fields[] = {
 
 }  // namespace
 
-extern constexpr TypeDesc actionBackupTraditional_desc = JC_TYPE(actionBackupTraditional, actionBackupTraditional_fields);
+extern constexpr TypeDesc actionBackupTraditional_desc =
+    JC_TYPE(actionBackupTraditional, actionBackupTraditional_fields);
 extern constexpr TypeDesc actionBackupSnapshot_desc = JC_TYPE(actionBackupSnapshot, actionBackupSnapshot_fields);
 extern constexpr TypeDesc actionBackupArchive_desc = JC_TYPE(actionBackupArchive, actionBackupArchive_fields);
 extern constexpr TypeDesc actionBackupVmware_desc = JC_TYPE(actionBackupVmware, actionBackupVmware_fields);

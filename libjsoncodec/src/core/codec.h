@@ -55,8 +55,8 @@ struct UnionDesc {
 };
 
 struct FieldDesc {
-    const char *name;          // JSON property name (= C field name)
-    uint8_t name_length;       // strlen(name)
+    const char *name;     // JSON property name (= C field name)
+    uint8_t name_length;  // strlen(name)
     Kind kind;
     bool required;
     uint32_t offset;           // the value; for a union, its storage
@@ -69,10 +69,10 @@ struct FieldDesc {
 };
 
 struct TypeDesc {
-    const char *name;        // schema type name, as messages and root paths print it
-    uint32_t size;           // sizeof the record
-    uint32_t next_offset;    // the `next` link of list elements; NO_OFFSET otherwise
-    const FieldDesc *fields; // properties in record order
+    const char *name;         // schema type name, as messages and root paths print it
+    uint32_t size;            // sizeof the record
+    uint32_t next_offset;     // the `next` link of list elements; NO_OFFSET otherwise
+    const FieldDesc *fields;  // properties in record order
     uint32_t field_count;
     const uint8_t *by_name;  // positions in `fields`, in byte-wise order of the names
     uint64_t required;       // bit i set: property i is required
@@ -109,14 +109,14 @@ class FaultLog;
 // property decoded. Returns 0 or the status of the first fault, which has
 // been reported (and logged to `log`, which may ask for every fault: see
 // faults.h); whatever was built stays reachable from the record.
-int32_t decode_record(const TypeDesc &type, const json_t *value, void *out_new, void *into, int32_t depth,
-                      char *errbuf, uint64_t errlen, path_node *path, uint32_t *match_count,
-                      UnionTrials trials = UnionTrials::Fast, FaultLog *log = nullptr);
+int32_t decode_record(const TypeDesc &type, const json_t *value, void *out_new, void *into, int32_t depth, char *errbuf,
+                      uint64_t errlen, path_node *path, uint32_t *match_count, UnionTrials trials = UnionTrials::Fast,
+                      FaultLog *log = nullptr);
 
 // Encodes the record `src` of `type` into a new JSON object stored in *out.
 // On failure *out may hold a partly built object, which the caller releases.
-int32_t encode_record(const TypeDesc &type, json_t **out, const void *src, int32_t depth, char *errbuf,
-                      uint64_t errlen, path_node *path);
+int32_t encode_record(const TypeDesc &type, json_t **out, const void *src, int32_t depth, char *errbuf, uint64_t errlen,
+                      path_node *path);
 
 // Releases what the record owns, as its presence flags, counts and union
 // tags say, and zero-fills it. Never follows the record's own `next` link

@@ -72,7 +72,6 @@ class UnionFault final : public FaultLog {
     const char *hint_;
 };
 
-
 // One decoding walk over a source: the source, and the sink every fault of
 // the walk is reported into. A union's trials walk with a sink of their own.
 template <class Tree>
@@ -98,7 +97,8 @@ class Walk {
             if (record == nullptr) return report_fixed(RMQC_ERR_NOMEM, sink_, path, 0, nullptr, text::record_alloc);
         }
         std::memset(record, 0, type.size);
-        if (!tree_.is_object(value)) return report(RMQC_ERR_DECODE, sink_, path, 0, nullptr, text::object_expected, type.name);
+        if (!tree_.is_object(value))
+            return report(RMQC_ERR_DECODE, sink_, path, 0, nullptr, text::object_expected, type.name);
         if (depth > MAX_CALL_DEPTH) return report_fixed(RMQC_ERR_OTHER, sink_, path, 0, nullptr, text::decode_depth);
 
         int32_t first = RMQC_OK;
@@ -130,13 +130,10 @@ class Walk {
         }
         char *copy = nullptr;
         switch (tree_.copy_string(value, &copy)) {
-            case Copy::Done:
-                at<char *>(record, field.offset) = copy;
-                return RMQC_OK;
+            case Copy::Done: at<char *>(record, field.offset) = copy; return RMQC_OK;
             case Copy::NotString:  // text the source cannot read as jansson does
                 return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_FIELD, field.name, text::string_expected);
-            case Copy::NoMemory:
-                break;
+            case Copy::NoMemory: break;
         }
         return report_fixed(RMQC_ERR_NOMEM, sink_, path, PATH_FIELD, field.name, text::string_alloc);
     }
@@ -162,10 +159,10 @@ class Walk {
                     fault = report_fixed(RMQC_ERR_DECODE, sink_, path, index, field.name, text::integer_item_expected);
             } else {
                 switch (tree_.copy_string(item, &static_cast<char **>(block)[i])) {
-                    case Copy::Done:
-                        break;
+                    case Copy::Done: break;
                     case Copy::NotString:
-                        fault = report_fixed(RMQC_ERR_DECODE, sink_, path, index, field.name, text::string_item_expected);
+                        fault =
+                            report_fixed(RMQC_ERR_DECODE, sink_, path, index, field.name, text::string_item_expected);
                         break;
                     case Copy::NoMemory:
                         fault = report_fixed(RMQC_ERR_NOMEM, sink_, path, index, field.name, text::string_item_alloc);
@@ -258,7 +255,8 @@ class Walk {
         Trials trials(*this, field, value, storage, depth, path->child);
         Discriminator seen;
         for (uint32_t k = 0; k < field.members->count; ++k) {
-            if (trials_ == UnionTrials::Fast && fails_on_discriminator(*field.members->types[k], value, depth + 1, seen)) {
+            if (trials_ == UnionTrials::Fast &&
+                fails_on_discriminator(*field.members->types[k], value, depth + 1, seen)) {
                 trials.passed_over(k);
                 continue;
             }
@@ -376,9 +374,7 @@ class Walk {
         int32_t status = RMQC_OK;
         switch (field.kind) {
             case Kind::String:
-            case Kind::Enum:
-                status = string(field, value, record, path);
-                break;
+            case Kind::Enum: status = string(field, value, record, path); break;
             case Kind::Boolean:
                 if (!tree_.boolean(value, &at<int32_t>(record, field.offset)))
                     return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_FIELD, field.name, text::boolean_expected);
@@ -388,9 +384,7 @@ class Walk {
                     return report_fixed(RMQC_ERR_DECODE, sink_, path, PATH_FIELD, field.name, text::integer_expected);
                 break;
             case Kind::StringArray:
-            case Kind::IntegerArray:
-                status = array(field, value, record, path);
-                break;
+            case Kind::IntegerArray: status = array(field, value, record, path); break;
             case Kind::Record:
             case Kind::RecordPointer: {
                 void *slot = field_address(record, field);
@@ -401,9 +395,7 @@ class Walk {
                              : this->record(*field.nested, value, nullptr, slot, depth + 1, self, match_count);
                 break;
             }
-            case Kind::List:
-                status = list(field, value, record, depth, path, match_count);
-                break;
+            case Kind::List: status = list(field, value, record, depth, path, match_count); break;
             case Kind::Union:
                 // The union adds its member's count and its own 1 on success.
                 return union_of(field, value, record, depth, path, match_count);

@@ -136,7 +136,8 @@ int32_t report_error(const char *detail, int32_t code, char *errbuf, uint64_t er
         fragment_length = std::strlen(end);
     } else {
         int needed = bounded_format(end, room + 1, ": Unknown rmqc library error %d. ", code);
-        fragment_length = needed < 0 ? 0 : (static_cast<uint64_t>(needed) < room ? static_cast<uint64_t>(needed) : room);
+        fragment_length =
+            needed < 0 ? 0 : (static_cast<uint64_t>(needed) < room ? static_cast<uint64_t>(needed) : room);
     }
     if (detail != nullptr) std::strncat(end + fragment_length, detail, room - fragment_length);
     return code;

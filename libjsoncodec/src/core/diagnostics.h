@@ -25,14 +25,10 @@ struct path_node {
 };
 
 // A root node, as the exports and the union trials set one up.
-inline path_node root_node(const char *type_name) {
-    return path_node{nullptr, nullptr, type_name, PATH_ROOT};
-}
+inline path_node root_node(const char *type_name) { return path_node{nullptr, nullptr, type_name, PATH_ROOT}; }
 
 // Links a routine's own node under its caller's node `parent`.
-inline path_node enter_node(path_node *parent) {
-    return path_node{nullptr, parent, nullptr, PATH_FIELD};
-}
+inline path_node enter_node(path_node *parent) { return path_node{nullptr, parent, nullptr, PATH_FIELD}; }
 
 // Formats like vsnprintf into `buf` of `size` bytes, always NUL-terminating
 // when size > 0, and returns the full length the text needs (negative on a
@@ -79,7 +75,7 @@ uint64_t format_pointer(char *buf, uint64_t size, const path_node *path, int32_t
 
 // Writes "<path><fragment of code><detail>" into errbuf (cut to errlen - 1
 // characters; nothing when errlen is 0) and returns `code` unchanged.
-int32_t report_error(const char *detail, int32_t code, char *errbuf, uint64_t errlen, path_node *path,
-                     int32_t index, const char *name);
+int32_t report_error(const char *detail, int32_t code, char *errbuf, uint64_t errlen, path_node *path, int32_t index,
+                     const char *name);
 
 }  // namespace jsoncodec

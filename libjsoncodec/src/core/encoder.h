@@ -57,13 +57,14 @@ class EncodeWalk {
     // Encodes the record `src` of `type` into *made (a partial object on
     // failure, for the caller to release). Returns 0, the status of the fault
     // reported, or GAVE_UP.
-    int32_t record(const TypeDesc &type, const void *src, int32_t depth, size_t level, path_node *path,
-                   Value *made) {
+    int32_t record(const TypeDesc &type, const void *src, int32_t depth, size_t level, path_node *path, Value *made) {
         path_node self = enter_node(path);
         path->child = &self;
         if (src == nullptr) return report(RMQC_ERR_ENCODE, sink_, path, 0, nullptr, text::source_null, type.name);
-        if (depth > MAX_CALL_DEPTH) return report(RMQC_ERR_OTHER, sink_, path, 0, nullptr, text::encode_depth, type.name);
-        if (!out_.object(made, level)) return report(RMQC_ERR_OTHER, sink_, path, 0, nullptr, text::object_create, type.name);
+        if (depth > MAX_CALL_DEPTH)
+            return report(RMQC_ERR_OTHER, sink_, path, 0, nullptr, text::encode_depth, type.name);
+        if (!out_.object(made, level))
+            return report(RMQC_ERR_OTHER, sink_, path, 0, nullptr, text::object_create, type.name);
         bool first = true;
         for (uint32_t i = 0; i < type.field_count; ++i) {
             const FieldDesc &field = type.fields[i];
@@ -106,21 +107,14 @@ class EncodeWalk {
                                   field.name, type.name);
                 return out_.string(value, text) ? RMQC_OK : GAVE_UP;
             }
-            case Kind::Boolean:
-                out_.boolean(value, at<int32_t>(record, field.offset) != 0);
-                return RMQC_OK;
-            case Kind::Integer:
-                out_.integer(value, at<int64_t>(record, field.offset));
-                return RMQC_OK;
+            case Kind::Boolean: out_.boolean(value, at<int32_t>(record, field.offset) != 0); return RMQC_OK;
+            case Kind::Integer: out_.integer(value, at<int64_t>(record, field.offset)); return RMQC_OK;
             case Kind::StringArray:
-            case Kind::IntegerArray:
-                return array(field, record, level, path, value);
-            case Kind::Record:
-                return nested(field, *field.nested, slot, depth, level, self, value);
+            case Kind::IntegerArray: return array(field, record, level, path, value);
+            case Kind::Record: return nested(field, *field.nested, slot, depth, level, self, value);
             case Kind::RecordPointer:
                 return nested(field, *field.nested, load_pointer(slot), depth, level, self, value);
-            case Kind::List:
-                return list(field, load_pointer(slot), depth, level, path, value);
+            case Kind::List: return list(field, load_pointer(slot), depth, level, path, value);
             case Kind::Union: {
                 const TypeDesc *member = selected_member(field, record);
                 if (member == nullptr)
@@ -191,8 +185,7 @@ class EncodeWalk {
         return true;
     }
 
-    int32_t list(const FieldDesc &field, const void *node, int32_t depth, size_t level, path_node *path,
-                 Value *made) {
+    int32_t list(const FieldDesc &field, const void *node, int32_t depth, size_t level, path_node *path, Value *made) {
         if (!out_.array(made))
             return report(RMQC_ERR_ENCODE, sink_, path, PATH_ARRAY, field.name, text::array_create, field.name);
         path_node *self = path->child;

@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "encoder.h"
 #include "faults.h"
 #include "jsoncodec.h"
-#include "encoder.h"
 #include "text_output.h"
 
 namespace jsoncodec {
@@ -114,8 +114,8 @@ int32_t decode_document(const TypeDesc &type, void *out, const char *json, char 
         return RMQC_ERR_DECODE;
     }
 
-    int32_t status = decode_record(type, document, out, nullptr, 0, errbuf, errlen, &root, &match_count,
-                                   UnionTrials::Fast, log);
+    int32_t status =
+        decode_record(type, document, out, nullptr, 0, errbuf, errlen, &root, &match_count, UnionTrials::Fast, log);
     if (log != nullptr && log->unknown_properties) {
         path_node record = root_node(type.name);
         if (void *decoded = load_pointer(out)) report_unknown_properties(type, decoded, document, &record, *log);
@@ -167,7 +167,8 @@ int32_t decode_export(const TypeDesc &type, void *out, const char *json, char *e
     return decode_document(type, out, json, errbuf, errlen, true);
 }
 
-int32_t decode_export_through_jansson(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen) {
+int32_t decode_export_through_jansson(const TypeDesc &type, void *out, const char *json, char *errbuf,
+                                      uint64_t errlen) {
     return decode_document(type, out, json, errbuf, errlen, false);
 }
 
@@ -180,12 +181,12 @@ int32_t check_walk(const TypeDesc &type, const char *json, FaultLog &log) {
 }
 
 int32_t encode_export(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
-                        int32_t pretty, const char *null_output_message) {
+                      int32_t pretty, const char *null_output_message) {
     return encode_document(type, src, out_json, errbuf, errlen, pretty, null_output_message, true);
 }
 
-int32_t encode_export_through_jansson(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
-                                int32_t pretty, const char *null_output_message) {
+int32_t encode_export_through_jansson(const TypeDesc &type, const void *src, char **out_json, char *errbuf,
+                                      uint64_t errlen, int32_t pretty, const char *null_output_message) {
     return encode_document(type, src, out_json, errbuf, errlen, pretty, null_output_message, false);
 }
 

@@ -30,13 +30,13 @@ bool read_record_text(const TypeDesc &type, const char *json, void **tree);
 // (write_record_text) and made through a jansson tree only when the writer
 // gives up.
 int32_t encode_export(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
-                        int32_t pretty, const char *null_output_message);
+                      int32_t pretty, const char *null_output_message);
 
 // The same conversion through a jansson tree serialised by jansson, as the
 // exports did before the direct writer: what encode_export falls back on,
 // and the reference its text is compared with.
-int32_t encode_export_through_jansson(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
-                             int32_t pretty, const char *null_output_message);
+int32_t encode_export_through_jansson(const TypeDesc &type, const void *src, char **out_json, char *errbuf,
+                                      uint64_t errlen, int32_t pretty, const char *null_output_message);
 
 // rmqc_free_<T>: release and free; NULL does nothing.
 void free_export(const TypeDesc &type, void *record);
@@ -48,15 +48,15 @@ void destroy_export(const TypeDesc &type, void *record);
 
 // The three conversion exports of root type T, described by the table
 // `desc`. Must be expanded at global scope.
-#define JSONCODEC_ROOT_EXPORTS(T, desc)                                                                   \
-    extern "C" int32_t rmqc_json_to_##T(T **out, const char *json, char *errbuf, uint64_t errlen) {       \
-        return ::jsoncodec::decode_export(desc, out, json, errbuf, errlen);                               \
-    }                                                                                                     \
-    extern "C" int32_t rmqc_json_from_##T(const T *src, char **out_json, char *errbuf, uint64_t errlen,   \
-                                          int32_t pretty) {                                               \
+#define JSONCODEC_ROOT_EXPORTS(T, desc)                                                                 \
+    extern "C" int32_t rmqc_json_to_##T(T **out, const char *json, char *errbuf, uint64_t errlen) {     \
+        return ::jsoncodec::decode_export(desc, out, json, errbuf, errlen);                             \
+    }                                                                                                   \
+    extern "C" int32_t rmqc_json_from_##T(const T *src, char **out_json, char *errbuf, uint64_t errlen, \
+                                          int32_t pretty) {                                             \
         return ::jsoncodec::encode_export(desc, src, out_json, errbuf, errlen, pretty,                  \
-                                            "Output parameter to rmqc_json_from_" #T " was NULL");        \
-    }                                                                                                     \
+                                          "Output parameter to rmqc_json_from_" #T " was NULL");        \
+    }                                                                                                   \
     extern "C" void rmqc_free_##T(T *p) { ::jsoncodec::free_export(desc, p); }
 
 // The exported release routine of type T.

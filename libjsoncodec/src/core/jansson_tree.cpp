@@ -68,12 +68,11 @@ class JanssonTree {
 
 }  // namespace
 
-int32_t decode_record(const TypeDesc &type, const json_t *value, void *out_new, void *into, int32_t depth,
-                      char *errbuf, uint64_t errlen, path_node *path, uint32_t *match_count, UnionTrials trials,
-                      FaultLog *log) {
+int32_t decode_record(const TypeDesc &type, const json_t *value, void *out_new, void *into, int32_t depth, char *errbuf,
+                      uint64_t errlen, path_node *path, uint32_t *match_count, UnionTrials trials, FaultLog *log) {
     JanssonTree tree;
-    return Walk<JanssonTree>(tree, FaultSink{errbuf, errlen, log}, trials).record(type, value, out_new, into, depth, path,
-                                                                            match_count);
+    return Walk<JanssonTree>(tree, FaultSink{errbuf, errlen, log}, trials)
+        .record(type, value, out_new, into, depth, path, match_count);
 }
 
 }  // namespace jsoncodec

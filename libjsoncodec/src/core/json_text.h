@@ -86,8 +86,8 @@ inline unsigned first_stop(const char *p) {
     const __m128i quote = _mm_cmpeq_epi8(bytes, _mm_set1_epi8('"'));
     const __m128i backslash = _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\\'));
     const __m128i control = _mm_cmpeq_epi8(_mm_max_epu8(bytes, _mm_set1_epi8(0x1F)), _mm_set1_epi8(0x1F));
-    const unsigned found = static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(_mm_or_si128(quote, backslash), control)) |
-                                                 _mm_movemask_epi8(bytes));
+    const unsigned found = static_cast<unsigned>(
+        _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(quote, backslash), control)) | _mm_movemask_epi8(bytes));
     return found != 0 ? static_cast<unsigned>(__builtin_ctz(found)) : 16;
 }
 inline constexpr size_t STOP_WIDTH = 16;
@@ -98,7 +98,8 @@ inline constexpr size_t STOP_WIDTH = 16;
 inline uint64_t stops(uint64_t word) {
     constexpr uint64_t ones = 0x0101010101010101ULL, highs = 0x8080808080808080ULL;
     const uint64_t quote = word ^ (ones * '"'), backslash = word ^ (ones * '\\');
-    return (((quote - ones) & ~quote) | ((backslash - ones) & ~backslash) | ((word - ones * 0x20) & ~word) | word) & highs;
+    return (((quote - ones) & ~quote) | ((backslash - ones) & ~backslash) | ((word - ones * 0x20) & ~word) | word) &
+           highs;
 }
 
 inline unsigned first_stop(const char *p) {
@@ -168,7 +169,14 @@ inline size_t utf8_width(int32_t code) { return code < 0x80 ? 1 : code < 0x800 ?
         if (c == '\\') {
             token->escaped = true;
             switch (at[1]) {
-                case '"': case '\\': case '/': case 'b': case 'f': case 'n': case 'r': case 't':
+                case '"':
+                case '\\':
+                case '/':
+                case 'b':
+                case 'f':
+                case 'n':
+                case 'r':
+                case 't':
                     at += 2;
                     ++removed;
                     continue;
@@ -180,8 +188,7 @@ inline size_t utf8_width(int32_t code) { return code < 0x80 ? 1 : code < 0x800 ?
                     removed += width - detail::utf8_width(code);
                     continue;
                 }
-                default:
-                    return false;
+                default: return false;
             }
         }
         if (c < 0x20) return false;  // a control character, the text's end among them

@@ -18,12 +18,9 @@ void release_record(const TypeDesc &type, void *record) {
         switch (field.kind) {
             case Kind::String:
             case Kind::Enum:
-            case Kind::IntegerArray:
-                std::free(load_pointer(slot));
-                break;
+            case Kind::IntegerArray: std::free(load_pointer(slot)); break;
             case Kind::Boolean:
-            case Kind::Integer:
-                break;
+            case Kind::Integer: break;
             case Kind::StringArray: {
                 auto **block = static_cast<char **>(load_pointer(slot));
                 if (block != nullptr) {
@@ -33,9 +30,7 @@ void release_record(const TypeDesc &type, void *record) {
                 std::free(block);
                 break;
             }
-            case Kind::Record:
-                release_record(*field.nested, slot);
-                break;
+            case Kind::Record: release_record(*field.nested, slot); break;
             case Kind::RecordPointer:
                 if (void *nested = load_pointer(slot)) {
                     release_record(*field.nested, nested);

@@ -10,9 +10,9 @@
 // its example documents and seeds ("policy-*.json").
 #pragma once
 
-#define JSONCODEC_ROOT_TYPES(X)                                  \
-    X(data_protection_policy, "policyName", "policy")           \
-    X(workflow, "workflowName", "workflow")                     \
-    X(action, "actionName", "action")                           \
-    X(rule, "ruleName", "rule")                                 \
+#define JSONCODEC_ROOT_TYPES(X)                       \
+    X(data_protection_policy, "policyName", "policy") \
+    X(workflow, "workflowName", "workflow")           \
+    X(action, "actionName", "action")                 \
+    X(rule, "ruleName", "rule")                       \
     X(item_definition, NULL, "item_definition")

@@ -95,7 +95,8 @@ consteval TypeDesc type_desc(const char *name, std::size_t size, uint32_t next_o
     uint64_t required = 0;
     for (std::size_t i = 0; i < N; ++i)
         if (fields[i].required) required |= uint64_t{1} << i;
-    return TypeDesc{name, static_cast<uint32_t>(size), next_offset, fields, static_cast<uint32_t>(N), by_name, required};
+    const auto count = static_cast<uint32_t>(N);
+    return TypeDesc{name, static_cast<uint32_t>(size), next_offset, fields, count, by_name, required};
 }
 
 }  // namespace jsoncodec::table
@@ -108,48 +109,62 @@ consteval TypeDesc type_desc(const char *name, std::size_t size, uint32_t next_o
 #define JSONCODEC_COUNT(T, f) \
     ::jsoncodec::table::checked_offset<uint64_t, decltype(T::f##_array_sz)>(offsetof(T, f##_array_sz))
 
-// presence is REQUIRED or OPTIONAL.
+// presence is REQUIRED or OPTIONAL. (clang-format cannot read a braced
+// initialiser in a macro.)
+// clang-format off
 #define JSONCODEC_FIELD(T, f, kind, presence, ctype, count, tag, allowed, nested, members)                      \
     ::jsoncodec::FieldDesc {                                                                                 \
         #f, static_cast<uint8_t>(sizeof #f - 1), ::jsoncodec::Kind::kind, JSONCODEC_IS_REQUIRED_##presence,  \
             ::jsoncodec::table::checked_offset<ctype, decltype(T::f)>(offsetof(T, f)),                       \
             JSONCODEC_FLAG_##presence(T, f), count, tag, allowed, nested, members                            \
     }
+// clang-format on
 
-#define JC_STRING(T, f, presence) \
-    JSONCODEC_FIELD(T, f, String, presence, char *, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, nullptr, nullptr)
-#define JC_ENUM(T, f, presence, allowed) \
-    JSONCODEC_FIELD(T, f, Enum, presence, char *, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, &(allowed), nullptr, nullptr)
-#define JC_BOOLEAN(T, f, presence) \
-    JSONCODEC_FIELD(T, f, Boolean, presence, int32_t, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, nullptr, nullptr)
-#define JC_INTEGER(T, f, presence) \
-    JSONCODEC_FIELD(T, f, Integer, presence, int64_t, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, nullptr, nullptr)
-#define JC_STRING_ARRAY(T, f, presence) \
-    JSONCODEC_FIELD(T, f, StringArray, presence, char **, JSONCODEC_COUNT(T, f), ::jsoncodec::NO_OFFSET, nullptr, nullptr, nullptr)
-#define JC_INTEGER_ARRAY(T, f, presence) \
-    JSONCODEC_FIELD(T, f, IntegerArray, presence, int64_t *, JSONCODEC_COUNT(T, f), ::jsoncodec::NO_OFFSET, nullptr, nullptr, nullptr)
+#define JC_STRING(T, f, presence)                                                                                     \
+    JSONCODEC_FIELD(T, f, String, presence, char *, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, nullptr, \
+                    nullptr)
+#define JC_ENUM(T, f, presence, allowed)                                                                               \
+    JSONCODEC_FIELD(T, f, Enum, presence, char *, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, &(allowed), nullptr, \
+                    nullptr)
+#define JC_BOOLEAN(T, f, presence)                                                                             \
+    JSONCODEC_FIELD(T, f, Boolean, presence, int32_t, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, \
+                    nullptr, nullptr)
+#define JC_INTEGER(T, f, presence)                                                                             \
+    JSONCODEC_FIELD(T, f, Integer, presence, int64_t, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, \
+                    nullptr, nullptr)
+#define JC_STRING_ARRAY(T, f, presence)                                                                           \
+    JSONCODEC_FIELD(T, f, StringArray, presence, char **, JSONCODEC_COUNT(T, f), ::jsoncodec::NO_OFFSET, nullptr, \
+                    nullptr, nullptr)
+#define JC_INTEGER_ARRAY(T, f, presence)                                                                             \
+    JSONCODEC_FIELD(T, f, IntegerArray, presence, int64_t *, JSONCODEC_COUNT(T, f), ::jsoncodec::NO_OFFSET, nullptr, \
+                    nullptr, nullptr)
 // A nested record of type X embedded in T.
-#define JC_RECORD(T, f, presence, X, desc) \
-    JSONCODEC_FIELD(T, f, Record, presence, X, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, &(desc), nullptr)
+#define JC_RECORD(T, f, presence, X, desc)                                                                       \
+    JSONCODEC_FIELD(T, f, Record, presence, X, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, &(desc), \
+                    nullptr)
 // A nested record of type X held by an owned pointer.
-#define JC_RECORD_POINTER(T, f, presence, X, desc) \
-    JSONCODEC_FIELD(T, f, RecordPointer, presence, X *, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, &(desc), nullptr)
+#define JC_RECORD_POINTER(T, f, presence, X, desc)                                                               \
+    JSONCODEC_FIELD(T, f, RecordPointer, presence, X *, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, \
+                    &(desc), nullptr)
 // A list of records of type X (a list element type) chained through `next`.
-#define JC_LIST(T, f, presence, X, desc) \
-    JSONCODEC_FIELD(T, f, List, presence, X *, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, &(desc), nullptr)
+#define JC_LIST(T, f, presence, X, desc)                                                                         \
+    JSONCODEC_FIELD(T, f, List, presence, X *, ::jsoncodec::NO_OFFSET, ::jsoncodec::NO_OFFSET, nullptr, &(desc), \
+                    nullptr)
 // The union property u of wrapper W: storage `u`, tag `u_type`.
-#define JC_UNION(W, u, members)                                                                              \
-    JSONCODEC_FIELD(W, u, Union, REQUIRED, decltype(W::u), ::jsoncodec::NO_OFFSET,                           \
+#define JC_UNION(W, u, members)                                                                                  \
+    JSONCODEC_FIELD(W, u, Union, REQUIRED, decltype(W::u), ::jsoncodec::NO_OFFSET,                               \
                     (::jsoncodec::table::checked_offset<uint8_t, decltype(W::u##_type)>(offsetof(W, u##_type))), \
                     nullptr, nullptr, &(members))
 // One member of union u of wrapper W: the storage member named A holds a record A.
 #define JC_UNION_MEMBER(W, u, A, desc) \
     ::jsoncodec::table::union_member<A, std::remove_cvref_t<decltype(std::declval<W &>().u.A)>>(&(desc))
 
-#define JC_TYPE(T, fields) \
-    ::jsoncodec::table::type_desc(#T, sizeof(T), ::jsoncodec::NO_OFFSET, fields, ::jsoncodec::table::name_order<fields>.data())
-#define JC_LIST_ELEMENT_TYPE(T, fields)                                                                        \
-    ::jsoncodec::table::type_desc(#T, sizeof(T), ::jsoncodec::table::checked_offset<T *, decltype(T::next)>(offsetof(T, next)), \
+#define JC_TYPE(T, fields)                                                       \
+    ::jsoncodec::table::type_desc(#T, sizeof(T), ::jsoncodec::NO_OFFSET, fields, \
+                                  ::jsoncodec::table::name_order<fields>.data())
+#define JC_LIST_ELEMENT_TYPE(T, fields)                                                                          \
+    ::jsoncodec::table::type_desc(#T, sizeof(T),                                                                 \
+                                  ::jsoncodec::table::checked_offset<T *, decltype(T::next)>(offsetof(T, next)), \
                                   fields, ::jsoncodec::table::name_order<fields>.data())
 
 // An enum's allowed texts, in the order they are compared and listed.
@@ -158,24 +173,24 @@ consteval TypeDesc type_desc(const char *name, std::size_t size, uint32_t next_o
     constexpr ::jsoncodec::EnumDesc name { name##_values, static_cast<uint32_t>(std::size(name##_values)) }
 
 // A union's members, in trial order.
-#define JC_UNION_MEMBERS(name, ...)                                               \
+#define JC_UNION_MEMBERS(name, ...)                                                \
     constexpr const ::jsoncodec::TypeDesc *const name##_members[] = {__VA_ARGS__}; \
     constexpr ::jsoncodec::UnionDesc name { name##_members, static_cast<uint32_t>(std::size(name##_members)) }
 
 // The typed entry points decode_<T> and encode_<T>, thin calls of the engine.
-#define JC_DECLARE_CODEC_ROUTINES(T)                                                                          \
+#define JC_DECLARE_CODEC_ROUTINES(T)                                                                            \
     int32_t decode_##T(const json_t *value, T **out_new, T *into, int32_t depth, char *errbuf, uint64_t errlen, \
-                       ::jsoncodec::path_node *path, uint32_t *match_count);                                  \
-    int32_t encode_##T(json_t **out, const T *src, int32_t depth, char *errbuf, uint64_t errlen,              \
+                       ::jsoncodec::path_node *path, uint32_t *match_count);                                    \
+    int32_t encode_##T(json_t **out, const T *src, int32_t depth, char *errbuf, uint64_t errlen,                \
                        ::jsoncodec::path_node *path);
-#define JC_DEFINE_CODEC_ROUTINES(T, desc)                                                                     \
-    int32_t decode_##T(const json_t *value, T **out_new, T *into, int32_t depth, char *errbuf, uint64_t errlen, \
-                       ::jsoncodec::path_node *path, uint32_t *match_count) {                                 \
+#define JC_DEFINE_CODEC_ROUTINES(T, desc)                                                                        \
+    int32_t decode_##T(const json_t *value, T **out_new, T *into, int32_t depth, char *errbuf, uint64_t errlen,  \
+                       ::jsoncodec::path_node *path, uint32_t *match_count) {                                    \
         return ::jsoncodec::decode_record(desc, value, out_new, into, depth, errbuf, errlen, path, match_count); \
-    }                                                                                                         \
-    int32_t encode_##T(json_t **out, const T *src, int32_t depth, char *errbuf, uint64_t errlen,              \
-                       ::jsoncodec::path_node *path) {                                                        \
-        return ::jsoncodec::encode_record(desc, out, src, depth, errbuf, errlen, path);                       \
+    }                                                                                                            \
+    int32_t encode_##T(json_t **out, const T *src, int32_t depth, char *errbuf, uint64_t errlen,                 \
+                       ::jsoncodec::path_node *path) {                                                           \
+        return ::jsoncodec::encode_record(desc, out, src, depth, errbuf, errlen, path);                          \
     }
 // An internal release routine `name` of type T.
 #define JC_DEFINE_RELEASE_ROUTINE(name, T, desc) \
@@ -186,6 +201,6 @@ consteval TypeDesc type_desc(const char *name, std::size_t size, uint32_t next_o
 #define JC_DECLARE_ROUTINES(T)   \
     JC_DECLARE_CODEC_ROUTINES(T) \
     void destroy_##T(T *record);
-#define JC_DEFINE_ROUTINES(T, desc)     \
-    JC_DEFINE_CODEC_ROUTINES(T, desc)   \
+#define JC_DEFINE_ROUTINES(T, desc)   \
+    JC_DEFINE_CODEC_ROUTINES(T, desc) \
     JC_DEFINE_RELEASE_ROUTINE(destroy_##T, T, desc)

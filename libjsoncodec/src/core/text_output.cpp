@@ -36,8 +36,8 @@ constexpr uint64_t zero_byte(uint64_t word) { return (word - ONES) & ~word & HIG
 // Whether all eight bytes are copied as they are: ASCII from 0x20 up, other
 // than the quote and the backslash.
 constexpr bool plain_word(uint64_t word) {
-    uint64_t flagged = word & HIGHS;                   // non-ASCII
-    flagged |= (word - ONES * 0x20) & ~word & HIGHS;   // a control character
+    uint64_t flagged = word & HIGHS;                  // non-ASCII
+    flagged |= (word - ONES * 0x20) & ~word & HIGHS;  // a control character
     flagged |= zero_byte(word ^ (ONES * '"'));
     flagged |= zero_byte(word ^ (ONES * '\\'));
     return flagged == 0;
@@ -216,7 +216,6 @@ void put_integer(Out &out, int64_t value) {
     if (value < 0) *--p = '-';
     out.put(p, static_cast<size_t>(std::end(digits) - p));
 }
-
 
 // The encoding walker's output of text, over a byte sink: the first run
 // counts, the second writes.

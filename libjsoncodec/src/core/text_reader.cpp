@@ -311,7 +311,7 @@ class TextTree {
         return RMQC_ERR_DECODE;
     }
 
-    const char *const end_;   // the text's NUL
+    const char *const end_;       // the text's NUL
     const char *next_ = nullptr;  // past the last value read
     uint32_t open_ = 0;           // the objects and arrays open around the position
     KeySet keys_;                 // the keys of those objects that no property claims
@@ -328,8 +328,8 @@ bool read_record_text(const TypeDesc &type, const char *json, void **tree) {
     path_node root_path = root_node(type.name);
     uint32_t match_count = 0;
     void *record = nullptr;
-    int32_t status = Walk<TextTree>(text, FaultSink{nullptr, 0})
-                         .record(type, root, &record, nullptr, 0, &root_path, &match_count);
+    int32_t status =
+        Walk<TextTree>(text, FaultSink{nullptr, 0}).record(type, root, &record, nullptr, 0, &root_path, &match_count);
     // Nothing but blanks may follow the root.
     if (status == RMQC_OK && *skip_blanks(text.next()) != '\0') status = RMQC_ERR_DECODE;
     if (status != RMQC_OK) {

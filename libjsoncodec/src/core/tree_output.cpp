@@ -39,8 +39,8 @@ class TreeOutput {
 
 }  // namespace
 
-int32_t encode_record(const TypeDesc &type, json_t **out, const void *src, int32_t depth, char *errbuf,
-                      uint64_t errlen, path_node *path) {
+int32_t encode_record(const TypeDesc &type, json_t **out, const void *src, int32_t depth, char *errbuf, uint64_t errlen,
+                      path_node *path) {
     TreeOutput tree;
     *out = nullptr;
     return EncodeWalk(tree, FaultSink{errbuf, errlen}).record(type, src, depth, 0, path, out);

@@ -64,11 +64,10 @@ void report_unknown_properties(const TypeDesc &type, const void *record, const j
         const void *slot = field_address(record, field);
         name_node(&self, field.name, PATH_FIELD);
         switch (field.kind) {
-            case Kind::Record:
-                report_unknown_properties(*field.nested, slot, item, &self, log);
-                break;
+            case Kind::Record: report_unknown_properties(*field.nested, slot, item, &self, log); break;
             case Kind::RecordPointer:
-                if (const void *nested = load_pointer(slot)) report_unknown_properties(*field.nested, nested, item, &self, log);
+                if (const void *nested = load_pointer(slot))
+                    report_unknown_properties(*field.nested, nested, item, &self, log);
                 break;
             case Kind::List: {
                 // Elements are linked as they are decoded, in the array's order.
@@ -85,8 +84,7 @@ void report_unknown_properties(const TypeDesc &type, const void *record, const j
                     report_unknown_properties(*member, slot, item, &self, log);
                 break;
             }
-            default:
-                break;
+            default: break;
         }
     }
     path->child = nullptr;
