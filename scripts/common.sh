@@ -11,6 +11,10 @@ cd "$repo_root" || exit 1
 # independent validator the tests check the generated JSON Schemas with.
 # shellcheck disable=SC2034 # used by the scripts that source this file
 JSONCODEC_PACKAGES=(libjansson-dev pkg-config cmake g++ make libgtest-dev binutils python3-jsonschema)
+# What the style check adds: clang-format 14, which holds every C and C++
+# file to .clang-format.
+# shellcheck disable=SC2034 # used by scripts/test
+JSONCODEC_STYLE_PACKAGES=(clang-format-14)
 # What fuzzing adds: clang 14 with its libFuzzer and sanitizer runtimes, and
 # llvm-symbolizer for readable stack traces.
 # shellcheck disable=SC2034 # used by scripts/fuzz
