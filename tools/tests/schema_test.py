@@ -20,6 +20,7 @@
 import copy
 import json
 import os
+import re
 import subprocess
 import sys
 import tempfile
@@ -29,9 +30,15 @@ try:
 except ImportError as error:
     sys.exit(f"FAIL: cannot import the validator ({error}); install python3-jsonschema and run with /usr/bin/python3")
 
-ROOTS = ["data_protection_policy", "workflow", "action", "rule", "item_definition"]
-SARIF_SCHEMA = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "third_party", "sarif-2.1.0",
-                            "sarif-2.1.0.json")
+HERE = os.path.dirname(os.path.abspath(__file__))
+# The root types and the short names of their documents, from the library's
+# one list of them: X(T, name_property, short_name).
+with open(os.path.join(HERE, "..", "..", "libjsoncodec", "src", "core", "root_types.h"), encoding="utf-8") as stream:
+    ROOT_LIST = re.findall(r'X\((\w+), [^,]+, "([\w-]+)"\)', stream.read())
+ROOTS = [name for name, _ in ROOT_LIST]
+assert len(ROOTS) >= 5, "the list of root types was not read"
+SHORT_NAMES = {short: name for name, short in ROOT_LIST}
+SARIF_SCHEMA = os.path.join(HERE, "..", "..", "third_party", "sarif-2.1.0", "sarif-2.1.0.json")
 TOOL = os.path.abspath(sys.argv[1])
 failed = 0
 
@@ -56,8 +63,7 @@ def load(path):
 
 
 def own_root(path):
-    prefix = os.path.basename(path).split("-")[0].split(".")[0]
-    return "data_protection_policy" if prefix == "policy" else prefix
+    return SHORT_NAMES[os.path.basename(path).split("-")[0].split(".")[0]]
 
 
 def wrong_values(value):
