@@ -128,7 +128,7 @@ int32_t decode_document(const TypeDesc &type, void *out, const char *json, char 
     return status;
 }
 
-// rmqc_json_from_<T>, with or without the direct writer first.
+// rmqc_json_from_<T>, with or without the text written straight first.
 int32_t encode_document(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
                         int32_t pretty, const char *null_output_message, bool fast) {
     path_node root = root_node(type.name);

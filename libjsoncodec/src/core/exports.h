@@ -26,15 +26,15 @@ int32_t decode_export_through_jansson(const TypeDesc &type, void *out, const cha
 bool read_record_text(const TypeDesc &type, const char *json, void **tree);
 
 // rmqc_json_from_<T>; `null_output_message` is the export's own text for a
-// NULL `out_json`. The text is written straight from the record
-// (write_record_text) and made through a jansson tree only when the writer
-// gives up.
+// NULL `out_json`. The encoding walker writes the text straight from the
+// record (write_text), and reports any fault it finds in the record; only a
+// text that is not UTF-8 (for the string conversion hook) or memory running
+// out sends the record through jansson's tree.
 int32_t encode_export(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,
                       int32_t pretty, const char *null_output_message);
 
-// The same conversion through a jansson tree serialised by jansson, as the
-// exports did before the direct writer: what encode_export falls back on,
-// and the reference its text is compared with.
+// The same conversion through jansson's tree serialised by jansson: what
+// encode_export falls back on, and the reference its text is compared with.
 int32_t encode_export_through_jansson(const TypeDesc &type, const void *src, char **out_json, char *errbuf,
                                       uint64_t errlen, int32_t pretty, const char *null_output_message);
 

@@ -13,10 +13,9 @@ namespace jsoncodec {
 // jansson's deallocator.
 //
 // Returns NULL, leaving nothing allocated, whenever that text cannot be
-// written exactly: any fault encode_record would report, a string jansson
-// would refuse (the tree path then offers it to the conversion hook, which
-// the writer never calls), or no memory. The caller then encodes through
-// the tree, which reports the fault.
+// written exactly: any fault of the record, a string jansson would refuse
+// (the tree then offers it to the conversion hook, which the text output
+// never calls), or no memory.
 char *write_record_text(const TypeDesc &type, const void *src, bool pretty);
 
 // The same text into *text, or the status of the fault the walk met,
