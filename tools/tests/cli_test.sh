@@ -23,26 +23,49 @@ verdict() {
     if [ $? -eq 0 ]; then passed=$((passed + 1)); echo "ok: $1"; else
         failed=$((failed + 1)); echo "FAIL: $1"; sed 's/^/  | /' "$work/out" "$work/err"; fi
 }
+# The checks below are false when they fail, after a line saying which step
+# failed and what it expected, so that a failed case names its step.
+step() { echo "  step: $*"; return 1; }
 # run STATUS ARG... - runs the tool with standard input from $input, its
 # output in $work/out and $work/err; true when it exits STATUS.
 run() {
     expected=$1; shift
     "$tool" "$@" <"$input" >"$work/out" 2>"$work/err"
     status=$?
-    [ $status -eq "$expected" ] || { echo "  exit status $status, expected $expected: $*"; return 1; }
+    [ $status -eq "$expected" ] || step "exit status $status, expected $expected: $*"
 }
-empty() { [ ! -s "$work/$1" ]; }
-is() { printf '%s\n' "$2" | cmp -s - "$work/$1"; }  # FILE holds exactly TEXT and a newline
-has() { f=$1; shift; for t in "$@"; do grep -q -F -e "$t" "$work/$f" || return 1; done; }
-lines() { [ "$(wc -l <"$work/$1")" -eq "$2" ]; }
+# exited STATUS - the command just before exited STATUS.
+exited() { status=$?; [ $status -eq "$1" ] || step "exit status $status, expected $1"; }
+empty() { [ ! -s "$work/$1" ] || step "$1 is not empty"; }
+# is FILE TEXT - FILE holds exactly TEXT and a newline; a failure shows the
+# first line that differs, '<' as expected and '>' as found.
+is() { printf '%s\n' "$2" >"$work/expected"; cmp -s "$work/expected" "$work/$1" ||
+    step "$1 differs from the expected text: $(diff "$work/expected" "$work/$1" | sed -n '/^[<>]/{p;q;}')"; }
+same() { cmp -s "$1" "$work/$2" || step "$2 differs from $1"; }  # FILE holds what the file PATH does
+has() { f=$1; shift; for t in "$@"; do grep -q -F -e "$t" "$work/$f" || step "$f lacks: $t" || return 1; done; }
+lacks() { ! grep -q -F -e "$2" "$work/$1" || step "$1 holds: $2"; }
+lines() { n=$(wc -l <"$work/$1"); [ "$n" -eq "$2" ] || step "$1 has $n lines, expected $2"; }
+# count FILE TEXT N - N lines of FILE hold TEXT.
+count() { n=$(grep -c -F -e "$2" "$work/$1"); [ "$n" -eq "$3" ] || step "$1 has $n lines with '$2', expected $3"; }
+# equal WHAT VALUE EXPECTED - for the other values a case compares.
+equal() { [ "$2" = "$3" ] || step "$1 is $2, expected $3"; }
+# no_temp DIR - format -i left none of its new files in DIR.
+no_temp() { equal "the count of new files left in $1" "$(ls -A "$1" | grep -c jsoncodec-)" 0; }
+# json_fields EXPR - each entry f of the JSON list on stdout as EXPR, a
+# Python expression, prints it, one line each into $work/fields.
+json_fields() { /usr/bin/python3 -c "import json, sys
+for f in json.load(sys.stdin): print($1)" <"$work/out" >"$work/fields" || step "out is not a JSON list of findings"
+}
 
 run 0 check --type rule "$ex/rule.json" && empty out && empty err &&
-    run 0 check --type=item_definition "$ex/item_definition.json" && empty out && empty err &&
-    run 1 check --type rule "$ex/rule-faulty.json" && empty out && is err "$ex/rule-faulty.json:15:36: error: \
+    run 0 check --type=item_definition "$ex/item_definition.json" && empty out && empty err
+verdict "check is silent on a valid document"
+
+run 1 check --type rule "$ex/rule-faulty.json" && empty out && is err "$ex/rule-faulty.json:15:36: error: \
 <rule>.ruleItem_Definitions[1].item_definitionType: JSON decode error. Expected a string as specified in schema.
     15 |             \"item_definitionType\": 1,
        |                                    ^"
-verdict "check is silent on a valid document and places a refused one's fault under its source line"
+verdict "check places a refused document's fault under its source line"
 
 # Every fault of a policy in file order (the walk's first, policyProtectionEnable,
 # comes last in the file), one inside two unions with a hint, a missing
@@ -52,48 +75,59 @@ several=$ex/policy-faulty-several.json
 printf '{"policyName": "p",\n  "policyWorkflows": [}\n' >"$work/cut.json"
 run 1 check "$several" --type data_protection_policy "$work/cut.json" && empty out &&
     grep -o '^[^ ]*:[0-9]*:[0-9]*: [a-z]*: .\{0,30\}' "$work/err" >"$work/places" &&
-    p="<data_protection_policy>.polic" && printf '%s\n' "$several:15:56: error: $p" \
+    p="<data_protection_policy>.polic" && is places "$(printf '%s\n' "$several:15:56: error: $p" \
         "$several:15:56: note: did you mean 'snapshot'?" "$several:28:45: error: $p" \
         "$several:28:45: note: did you mean 'week'?" "$several:41:9: error: $p" "$several:42:76: error: $p" \
-        "$several:46:31: error: $p" "$work/cut.json:2:23: error: <data_protection_policy>: JSON" | cmp -s - "$work/places" &&
-    has err "<actionBackupTraditional>.abBackupSubtype: JSON decode error. String based enum fails" \
-        "    42 |             \"workflowComment\": \"Réplication hors site\", \"workflowEnabled\": \"true\"," \
-        "       |                                                                            ^" \
-        "JSON parsing error: unexpected token near '}' in <string> line: 2 col: 23" &&
-    run 1 check --max-faults=2 "$several" && [ "$(grep -c ': error: ' "$work/err")" -eq 2 ] &&
-    has err "jsoncodec: $several: the check stopped after 2 faults" &&
-    run 1 check --first "$several" && is err "$several:46:31: error: \
+        "$several:46:31: error: $p" "$work/cut.json:2:23: error: <data_protection_policy>: JSON")"
+verdict "every fault in file order at its line and column, with hints"
+
+has err "<actionBackupTraditional>.abBackupSubtype: JSON decode error. String based enum fails" \
+    "    42 |             \"workflowComment\": \"Réplication hors site\", \"workflowEnabled\": \"true\"," \
+    "       |                                                                            ^" \
+    "JSON parsing error: unexpected token near '}' in <string> line: 2 col: 23"
+verdict "each fault gives the library's message, and its line with the caret under a column counted in characters"
+
+run 1 check --max-faults=2 "$several" && count err ': error: ' 2 &&
+    has err "jsoncodec: $several: the check stopped after 2 faults"
+verdict "--max-faults stops the check after that many faults and says so"
+
+run 1 check --first "$several" && is err "$several:46:31: error: \
 <data_protection_policy>.policyProtectionEnable: JSON decode error. Expected property to be boolean as specified in schema.
     46 |     \"policyProtectionEnable\": \"yes\"
        |                               ^"
-verdict "every fault in file order at its line and column, with hints; --max-faults stops; --first gives the export's"
+verdict "--first gives the export's fault alone"
 
 run 1 check --format=json "$several" --type data_protection_policy "$work/cut.json" && empty err &&
-    /usr/bin/python3 -c 'import json, sys
-for f in json.load(sys.stdin): print(f["file"].rsplit("/")[-1], f["line"], f["column"], f["path"], f["status"], f.get("hint"), f["message"][-20:])' \
-        <"$work/out" >"$work/fields" && printf '%s\n' \
+    json_fields 'f["file"].rsplit("/")[-1], f["line"], f["column"], f["path"], f["status"], f.get("hint"), f["message"][-20:]' &&
+    is fields "$(printf '%s\n' \
         "policy-faulty-several.json 15 56 /policyWorkflows/0/workflowActions/0/actionSpecific/actions/actionBackupSubtypeSpecific/backupSubtypes/abBackupSubtype 202 snapshot ls to match one of: " \
         "policy-faulty-several.json 28 45 /policyWorkflows/0/workflowActions/0/actionSchedulePeriod 202 week th', 'reference' ]. " \
         "policy-faulty-several.json 41 9 /policyWorkflows/1/workflowName 202 None violates the schema." \
         "policy-faulty-several.json 42 76 /policyWorkflows/1/workflowEnabled 202 None specified in schema." \
         "policy-faulty-several.json 46 31 /policyProtectionEnable 202 None specified in schema." \
-        "cut.json 2 23  202 None ing> line: 2 col: 23" | cmp -s - "$work/fields" &&
-    run 0 check --format json "$ex/rule.json" && is out "[]"
-verdict "--format=json: file, line, column, pointer, status, message and hint of each fault; [] when valid"
+        "cut.json 2 23  202 None ing> line: 2 col: 23")"
+verdict "--format=json: file, line, column, pointer, status, message and hint of each fault"
+
+run 0 check --format json "$ex/rule.json" && is out "[]"
+verdict "--format json gives [] for a valid document"
 
 # A tab before the place stays a tab under it, so that the caret lines up;
 # in JSON a file name that is not UTF-8 has '?' for its other bytes.
 odd="$work/$(printf 'tab\377.json')"
 printf '{"ruleName":\t7}\n' >"$odd"
-run 1 check "$odd" && has err "$(printf '       |             \t^')" && run 1 check --format=json "$odd" &&
-    has out "\"file\": \"$work/tab?.json\""
-verdict "the caret keeps the tabs of its line; a file name that is not UTF-8 is still named in JSON"
+run 1 check "$odd" && has err "$(printf '       |             \t^')"
+verdict "the caret keeps the tabs of its line"
+
+run 1 check --format=json "$odd" && has out "\"file\": \"$work/tab?.json\""
+verdict "a file name that is not UTF-8 is still named in JSON"
 
 run 1 check --color=always --first "$ex/rule-faulty.json" && has err "$(printf '\033[1;31merror:\033[m')" \
-        "$(printf '\033[1;32m^\033[m')" && cp "$work/err" "$work/coloured" &&
-    NO_COLOR=1 run 1 check --color "$ex/rule-faulty.json" && cmp -s "$work/err" "$work/coloured" &&
-    run 1 check "$ex/rule-faulty.json" && ! grep -q "$(printf '\033')" "$work/err" && run 2 check --color=sometimes
-verdict "--color=always and --color colour the faults, also under NO_COLOR; never on a pipe by default"
+    "$(printf '\033[1;32m^\033[m')" && cp "$work/err" "$work/coloured" &&
+    NO_COLOR=1 run 1 check --color "$ex/rule-faulty.json" && same "$work/coloured" err
+verdict "--color=always and --color colour the faults, also under NO_COLOR"
+
+run 1 check "$ex/rule-faulty.json" && lacks err "$(printf '\033')"
+verdict "the faults are not coloured on a pipe by default"
 
 # The place and kind of each line of a report, with an error's path, a
 # warning's property or a note's text.
@@ -105,73 +139,89 @@ s/^\([^ ]*:[0-9]*:[0-9]*: error: [^:]*\):.*/\1/p"
 # errors: at the top, in a list element, inside both unions; with a note
 # when a property of the type is near, none for 'owner'.
 mis=$ex/policy-misspelled.json
-run 0 check "$mis" && empty out && sed -n "$places" "$work/err" >"$work/places" &&
-    printf '%s\n' \
-        "$mis:3:5: warning: 'PolicyComment'" "$mis:3:5: note: did you mean 'policyComment'?" \
-        "$mis:7:13: warning: 'workflowComent'" "$mis:7:13: note: did you mean 'workflowComment'?" \
-        "$mis:18:37: warning: 'abtEstimat'" "$mis:18:37: note: did you mean 'abtEstimate'?" \
-        "$mis:28:29: warning: 'abSucessThreshold'" "$mis:28:29: note: did you mean 'abSuccessThreshold'?" \
-        "$mis:31:21: warning: 'actionRetires'" "$mis:31:21: note: did you mean 'actionRetries'?" \
-        "$mis:42:21: warning: 'owner'" | cmp -s - "$work/places" &&
-    has err "backupSubtypes: property 'abtEstimat' is not part of 'actionBackupTraditional' and is ignored" \
-        "    18 |                                     \"abtEstimat\": true" "       |                                     ^"
-verdict "each unknown property is a warning at its key, with the nearest name as a note; warnings alone exit 0"
+run 0 check "$mis" && empty out
+verdict "warnings alone exit 0"
+
+sed -n "$places" "$work/err" >"$work/places"
+is places "$(printf '%s\n' \
+    "$mis:3:5: warning: 'PolicyComment'" "$mis:3:5: note: did you mean 'policyComment'?" \
+    "$mis:7:13: warning: 'workflowComent'" "$mis:7:13: note: did you mean 'workflowComment'?" \
+    "$mis:18:37: warning: 'abtEstimat'" "$mis:18:37: note: did you mean 'abtEstimate'?" \
+    "$mis:28:29: warning: 'abSucessThreshold'" "$mis:28:29: note: did you mean 'abSuccessThreshold'?" \
+    "$mis:31:21: warning: 'actionRetires'" "$mis:31:21: note: did you mean 'actionRetries'?" \
+    "$mis:42:21: warning: 'owner'")"
+verdict "each unknown property is a warning at its key, with the nearest name as a note"
+
+has err "backupSubtypes: property 'abtEstimat' is not part of 'actionBackupTraditional' and is ignored" \
+    "    18 |                                     \"abtEstimat\": true" "       |                                     ^"
+verdict "a warning names the property and its type and shows the key under its line"
 
 # A misspelt required property: the error of the missing one names the
 # near-miss key's intended name too, also inside a union member that did
 # not match; errors and warnings interleave by place.
 printf '{"rulename": "r", "ruleItem_Definitions": [{"item_definitionType": 1, "item_definitionValu": "x"}]}\n' >"$work/near.json"
 run 1 check --type rule "$work/near.json" && sed -n "$places" "$work/err" >"$work/places" &&
-    printf '%s\n' "$work/near.json:1:1: error: <rule>.ruleName" "$work/near.json:1:1: note: did you mean 'ruleName'?" \
+    is places "$(printf '%s\n' "$work/near.json:1:1: error: <rule>.ruleName" "$work/near.json:1:1: note: did you mean 'ruleName'?" \
         "$work/near.json:1:2: warning: 'rulename'" "$work/near.json:1:2: note: did you mean 'ruleName'?" \
         "$work/near.json:1:68: error: <rule>.ruleItem_Definitions[0].item_definitionType" \
         "$work/near.json:1:71: warning: 'item_definitionValu'" \
-        "$work/near.json:1:71: note: did you mean 'item_definitionValue'?" | cmp -s - "$work/places" &&
-    run 1 check --type rule --max-faults=1 "$work/near.json" && [ "$(grep -c ': error: ' "$work/err")" -eq 1 ] &&
-    [ "$(grep -c ': warning: ' "$work/err")" -eq 2 ] && has err "the check stopped after 1 faults" &&
-    run 1 check --type rule --first "$work/near.json" && [ "$(grep -c ': error: ' "$work/err")" -eq 1 ] &&
-    [ "$(grep -c ': warning: ' "$work/err")" -eq 1 ] &&  # the walk stopped before the item
-    sed 's/"abRetentionPeriod"/"abRetentionPeriode"/' "$mis" >"$work/periode.json" && run 1 check "$work/periode.json" &&
-    has err "$work/periode.json:12:36: note: did you mean 'abRetentionPeriod'?"  # in an action kind that did not match
-verdict "a missing property whose near-miss key is there gets its note; --first and --max-faults limit errors only"
+        "$work/near.json:1:71: note: did you mean 'item_definitionValue'?")"
+verdict "a missing property whose near-miss key is there gets its note; errors and warnings come by place"
 
-run 1 check --strict "$mis" && [ "$(grep -c ': warning: ' "$work/err")" -eq 6 ] &&
-    run 0 check --no-warnings "$mis" && empty err && run 1 check --no-warnings --type rule "$work/near.json" &&
-    ! grep -q 'warning' "$work/err" && run 0 check --strict "$ex/policy.json" && empty err &&
+sed 's/"abRetentionPeriod"/"abRetentionPeriode"/' "$mis" >"$work/periode.json"
+run 1 check "$work/periode.json" && has err "$work/periode.json:12:36: note: did you mean 'abRetentionPeriod'?"
+verdict "a missing property gets its note in an action kind that did not match too"
+
+run 1 check --type rule --max-faults=1 "$work/near.json" && count err ': error: ' 1 && count err ': warning: ' 2 &&
+    has err "the check stopped after 1 faults"
+verdict "--max-faults counts errors only"
+
+run 1 check --type rule --first "$work/near.json" && count err ': error: ' 1 &&
+    count err ': warning: ' 1  # the walk stopped before the item
+verdict "--first stops at the first error, warnings after it unseen"
+
+run 1 check --strict "$mis" && count err ': warning: ' 6 && run 0 check --strict "$ex/policy.json" && empty err &&
     run 1 check --color=always "$mis" --strict && has err "$(printf '\033[1;35mwarning:\033[m')"
-verdict "--strict makes warnings refuse the document (in magenta); --no-warnings hides them"
+verdict "--strict makes warnings refuse the document, and only them (in magenta)"
+
+run 0 check --no-warnings "$mis" && empty err && run 1 check --no-warnings --type rule "$work/near.json" &&
+    lacks err 'warning'
+verdict "--no-warnings hides warnings, also beside errors"
 
 # For programs: severity in JSON; GitHub workflow commands escaped (% and
 # newlines in messages, and : and , in the file name too).
-gh="$work/a,b:c.json"
-printf '{"ruleName": "r", "x%%y\\nz": 1, "ruleComent": "c"}\n' >"$gh"
 run 0 check --format=json "$mis" "$ex/rule.json" && empty err &&
-    /usr/bin/python3 -c 'import json, sys
-for f in json.load(sys.stdin): print(f["severity"], f["line"], f["column"], f["path"], f["status"], f.get("hint"))' \
-        <"$work/out" >"$work/fields" && printf '%s\n' "warning 3 5 /PolicyComment 0 policyComment" \
+    json_fields 'f["severity"], f["line"], f["column"], f["path"], f["status"], f.get("hint")' &&
+    is fields "$(printf '%s\n' "warning 3 5 /PolicyComment 0 policyComment" \
         "warning 7 13 /policyWorkflows/0/workflowComent 0 workflowComment" \
         "warning 18 37 /policyWorkflows/0/workflowActions/0/actionSpecific/actions/actionBackupSubtypeSpecific/backupSubtypes/abtEstimat 0 abtEstimate" \
         "warning 28 29 /policyWorkflows/0/workflowActions/0/actionSpecific/actions/abSucessThreshold 0 abSuccessThreshold" \
         "warning 31 21 /policyWorkflows/0/workflowActions/0/actionRetires 0 actionRetries" \
-        "warning 42 21 /policyWorkflows/0/workflowActions/0/owner 0 None" | cmp -s - "$work/fields" &&
-    run 1 check --format=json --type rule "$ex/rule-faulty.json" && has out '"severity": "error",' &&
-    run 1 check --format=github --strict "$gh" "$ex/rule-faulty.json" && empty err && is out \
+        "warning 42 21 /policyWorkflows/0/workflowActions/0/owner 0 None")" &&
+    run 1 check --format=json --type rule "$ex/rule-faulty.json" && has out '"severity": "error",'
+verdict "--format=json gives each finding its severity; a warning its place, pointer and hint"
+
+gh="$work/a,b:c.json"
+printf '{"ruleName": "r", "x%%y\\nz": 1, "ruleComent": "c"}\n' >"$gh"
+run 1 check --format=github --strict "$gh" "$ex/rule-faulty.json" && empty err && is out \
 "::warning file=$(echo "$work" | sed 's/:/%3A/g; s/,/%2C/g')/a%2Cb%3Ac.json,line=1,col=19::<rule>: property 'x%25y%0Az' is not part of 'rule' and is ignored
 ::warning file=$(echo "$work" | sed 's/:/%3A/g; s/,/%2C/g')/a%2Cb%3Ac.json,line=1,col=32::<rule>: property 'ruleComent' is not part of 'rule' and is ignored (did you mean 'ruleComment'?)
 ::error file=$ex/rule-faulty.json,line=15,col=36::<rule>.ruleItem_Definitions[1].item_definitionType: JSON decode error. Expected a string as specified in schema."
-verdict "--format=json gives each entry its severity; --format=github one escaped workflow command per finding"
+verdict "--format=github writes one escaped workflow command per finding"
 
 # Every file is checked whatever happened before; the worst status wins.
-mkdir "$work/folder"
 run 1 check "$ex/rule.json" "$ex/rule-faulty.json" "$ex/policy.json" "$ex/workflow-faulty-discover.json" &&
-    empty out && grep ': error: ' "$work/err" >"$work/errors" && lines errors 2 &&
-    sed -n 1p "$work/errors" | grep -q -F "$ex/rule-faulty.json:15:36: error: <rule>.ruleItem_Definitions[1]." &&
-    sed -n 2p "$work/errors" | grep -q -F "$ex/workflow-faulty-discover.json:9:39: error: <workflow>.workflowActions[0]." &&
-    has err "$ex/workflow-faulty-discover.json:9:39: note: did you mean 'NAS snapshot'?" &&
-    run 2 check "$work/missing.json" "$ex/rule-faulty.json" "$work/folder" "$ex/rule.json" &&
+    empty out && grep ': error: ' "$work/err" | sed 's/\]\..*/]./' >"$work/errors" &&
+    is errors "$ex/rule-faulty.json:15:36: error: <rule>.ruleItem_Definitions[1].
+$ex/workflow-faulty-discover.json:9:39: error: <workflow>.workflowActions[0]." &&
+    has err "$ex/workflow-faulty-discover.json:9:39: note: did you mean 'NAS snapshot'?"
+verdict "several files: each fault named by its file, in order"
+
+mkdir "$work/folder"
+run 2 check "$work/missing.json" "$ex/rule-faulty.json" "$work/folder" "$ex/rule.json" &&
     has err "jsoncodec: cannot open '$work/missing.json': No such file or directory" "$ex/rule-faulty.json:15:36: error: <rule>." \
         "jsoncodec: cannot read '$work/folder': Is a directory"
-verdict "several files: each fault named by its file in order; an unreadable file exits 2 and stops nothing"
+verdict "a file that cannot be read exits 2 and stops nothing"
 
 # Each name property tells its type, which the line's root shows; --type wins.
 printf '%s\n' '{"policyName":"p","policyWorkflows":[{}]}' >"$work/policy.json"
@@ -181,9 +231,11 @@ printf '%s\n' '{"ruleName":1}' >"$work/rule.json"
 run 1 check "$work/policy.json" "$work/workflow.json" "$work/action.json" "$work/rule.json" &&
     has err "$work/policy.json:1:38: error: <data_protection_policy>.policyWorkflows[0].workflowName: " \
         "$work/workflow.json:1:39: error: <workflow>.workflowGroups[0]: " "$work/action.json:1:1: error: <action>.actionSpecific: " \
-        "$work/rule.json:1:13: error: <rule>.ruleName: " &&
-    run 1 check --type rule "$ex/action.json" && has err "<rule>.ruleName: "
-verdict "policyName, workflowName, actionName and ruleName each tell their type; --type overrides"
+        "$work/rule.json:1:13: error: <rule>.ruleName: "
+verdict "policyName, workflowName, actionName and ruleName each tell their type"
+
+run 1 check --type rule "$ex/action.json" && has err "<rule>.ruleName: "
+verdict "--type overrides the name property"
 
 # No name property (an item_definition never has one), two, not an object,
 # not JSON: the type cannot be told.
@@ -193,11 +245,13 @@ printf '%s\n' '{"ruleName":' >"$work/cut.json"
 bad=0
 for file in "$ex/item_definition.json" "$work/two.json" "$work/array.json" "$work/cut.json"; do
     run 2 check "$file" && empty out && has err "$file" ": cannot tell the document's type" \
-        "give --type TYPE" "data_protection_policy, workflow, action, rule, item_definition" || bad=1
+        "give --type TYPE" "data_protection_policy, workflow, action, rule, item_definition" || { echo "  file: $file"; bad=1; }
 done
-has err "$work/cut.json:2:1: error: cannot tell the document's type: it does not parse (" || bad=1
 [ $bad -eq 0 ]
 verdict "a document without exactly one name property needs --type"
+
+run 2 check "$work/cut.json" && has err "$work/cut.json:2:1: error: cannot tell the document's type: it does not parse ("
+verdict "a document that does not parse gives the place where its type could not be told"
 
 bad=0
 for args in "" "verify" "check --type" "check --type nosuchtype" "check --type rule --type rule" \
@@ -205,33 +259,41 @@ for args in "" "verify" "check --type" "check --type nosuchtype" "check --type r
     "schema" "schema rule rule" "schema nosuchtype" "schema --type rule" "check --max-faults=-1" \
     "check --first --max-faults=3" "--version extra" "schema rule --version" "check --first=1" "check --co" \
     "format --check --in-place" "check --strict --no-warnings" "check --drop-unknown" "format -i --strict --drop-unknown" \
-    "schema --first rule" "check --format=xml"; do
+    "schema --first rule" "check --format=xml" "check --color=sometimes" "format -i -" "format -i --check a.json"; do
     # shellcheck disable=SC2086 # the words are the arguments
-    run 2 $args && empty out && has err "usage: jsoncodec" || { echo "  arguments: $args"; bad=1; }
+    if ! { run 2 $args && empty out && has err "usage: jsoncodec"; }; then echo "  arguments: $args"; bad=1; fi
 done
 [ $bad -eq 0 ]
 verdict "bad usage prints the synopsis on stderr and exits 2"
 
 run 0 --help && empty err && has out "usage: jsoncodec check  [--type TYPE] [--first | --max-faults=N]" "jsoncodec schema [--strict] TYPE" \
     "--compact" "ruleName      rule" "item_definition has no name property" "2  bad usage" &&
-    cp "$work/out" "$work/help" && run 0 format --type rule -h && cmp -s "$work/help" "$work/out" &&
-    run 0 --version && empty err && lines out 1 && grep -q -x 'jsoncodec [0-9][0-9]*\.[0-9][0-9]*\.[0-9][0-9]*' "$work/out"
-verdict "--help prints on stdout whatever the other arguments; --version alone"
+    cp "$work/out" "$work/help" && run 0 format --type rule -h && same "$work/help" out
+verdict "--help prints the synopsis, the types and the exit statuses on stdout whatever the other arguments"
+
+run 0 --version && empty err && lines out 1 &&
+    { grep -q -x 'jsoncodec [0-9][0-9]*\.[0-9][0-9]*\.[0-9][0-9]*' "$work/out" || step "out is not 'jsoncodec X.Y.Z'"; }
+verdict "--version prints the tool's name and version alone"
 
 "$tool" format "$ex/rule.json" >/dev/full 2>"$work/err"
-[ $? -eq 2 ] && has err "jsoncodec: cannot write standard output: " &&
-    { "$tool" schema rule >/dev/full 2>/dev/null; [ $? -eq 2 ]; } &&
-    { "$tool" check "$ex/rule-faulty.json" 2>/dev/full; [ $? -eq 2 ]; }
-verdict "a failed write of standard output or of the faults on standard error exits 2"
+exited 2 && has err "jsoncodec: cannot write standard output: " &&
+    { "$tool" schema rule >/dev/full 2>/dev/null; exited 2; }
+verdict "a failed write of standard output exits 2"
+
+"$tool" check "$ex/rule-faulty.json" 2>/dev/full
+exited 2
+verdict "a failed write of the faults on standard error exits 2"
 
 # The examples are kept in the tool's own pretty layout; the compact form of
 # the policy (every action kind and backup subtype) is one line and formats
 # back to it.
-run 0 format --type rule "$ex/rule.json" && empty err && cmp -s "$ex/rule.json" "$work/out" &&
-    run 0 format --type action "$ex/action.json" && cmp -s "$ex/action.json" "$work/out" &&
-    run 0 format --compact "$ex/policy.json" && lines out 1 && cp "$work/out" "$work/compact.json" &&
-    run 0 format "$work/compact.json" && cmp -s "$ex/policy.json" "$work/out"
-verdict "format reproduces the examples byte for byte, pretty or through the compact form"
+run 0 format --type rule "$ex/rule.json" && empty err && same "$ex/rule.json" out &&
+    run 0 format --type action "$ex/action.json" && same "$ex/action.json" out
+verdict "format reproduces the examples byte for byte"
+
+run 0 format --compact "$ex/policy.json" && lines out 1 && cp "$work/out" "$work/compact.json" &&
+    run 0 format "$work/compact.json" && same "$ex/policy.json" out
+verdict "the compact form is one line and formats back to the pretty one"
 
 printf '%s\n' '{ "ruleName" : "r", "ruleItem_Definitions" : [ { } , {"item_definitionValue": "a, b: c"} ] }' >"$work/loose.json"
 run 0 format --type rule --compact "$work/loose.json" &&
@@ -239,60 +301,74 @@ run 0 format --type rule --compact "$work/loose.json" &&
 verdict "--compact writes no blanks after separators"
 
 input=$ex/rule.json
-run 0 format --type rule && cmp -s "$ex/rule.json" "$work/out" &&
-    run 0 format - && cmp -s "$ex/rule.json" "$work/out" &&
-    input=$ex/rule-faulty.json && run 1 check "$ex/rule.json" - "$ex/action.json" && lines err 3 &&
+run 0 format --type rule && same "$ex/rule.json" out && run 0 format - && same "$ex/rule.json" out
+verdict "standard input is read without FILE and as -"
+
+input=$ex/rule-faulty.json
+run 1 check "$ex/rule.json" - "$ex/action.json" && lines err 3 &&
     has err "(standard input):15:36: error: <rule>.ruleItem_Definitions[1]."
-verdict "standard input is read without FILE and as -, and named (standard input)"
+verdict "standard input is named (standard input)"
 
 # Larger than any first read buffer: 20000 items, about 600 KB on one line.
 awk 'BEGIN { printf "{\"ruleName\":\"big\",\"ruleItem_Definitions\":["
     for (i = 0; i < 20000; i++) printf "%s{\"item_definitionValue\":\"value-%d\"}", (i ? "," : ""), i
     printf "]}\n" }' >"$work/big.json"
 input=$work/big.json
-run 0 format --type rule --compact && cmp -s "$work/big.json" "$work/out"
+run 0 format --type rule --compact && same "$work/big.json" out
 verdict "a large document arrives whole through standard input"
 
 # format -i rewrites what is not canonical, keeping the mode, and leaves a
 # refused file byte for byte; --check only lists what is not canonical.
 printf '{"ruleName":"r"}' >"$work/flat.json" && chmod 640 "$work/flat.json"
 cp "$ex/rule.json" "$work/canonical.json" && cp "$ex/rule-faulty.json" "$work/faulty.json"
-run 1 format --check "$work/flat.json" "$work/canonical.json" && is out "$work/flat.json" &&
-    run 1 format -i "$work/flat.json" "$work/canonical.json" "$work/faulty.json" && cmp -s "$ex/rule-faulty.json" "$work/faulty.json" &&
-    has err "$work/faulty.json:15:36: error: <rule>.ruleItem_Definitions[1]" && [ "$(stat -c %a "$work/flat.json")" = 640 ] &&
-    run 0 format --check "$work/flat.json" "$work/canonical.json" && empty out && [ "$(ls "$work" | grep -c jsoncodec-)" -eq 0 ] &&
-    run 2 format -i - && run 2 format -i --check "$work/flat.json"
-verdict "format -i rewrites in place and leaves a refused file alone; --check lists what -i would change"
+run 1 format --check "$work/flat.json" "$work/canonical.json" && is out "$work/flat.json"
+verdict "format --check lists what is not canonical"
+
+run 1 format -i "$work/flat.json" "$work/canonical.json" "$work/faulty.json" && same "$ex/rule-faulty.json" faulty.json &&
+    has err "$work/faulty.json:15:36: error: <rule>.ruleItem_Definitions[1]"
+verdict "format -i leaves a refused file byte for byte"
+
+equal "the mode of flat.json" "$(stat -c %a "$work/flat.json")" 640 && no_temp "$work" &&
+    run 0 format --check "$work/flat.json" "$work/canonical.json" && empty out
+verdict "format -i rewrites the others in place, keeping their mode"
 
 # format never drops a value unasked: to standard output it warns and goes
 # on; -i leaves the file untouched (exit 1) unless --drop-unknown; --check
 # lists the file and says why; --strict refuses to format it.
 cp "$mis" "$work/mis.json"
-run 0 format "$work/mis.json" && [ "$(grep -c ': warning: ' "$work/err")" -eq 6 ] && has out '"policyName": "Silver",' &&
-    ! grep -q PolicyComment "$work/out" && cp "$work/out" "$work/dropped.json" &&
-    run 1 format --strict "$work/mis.json" && empty out &&
-    run 1 format -i "$work/mis.json" && cmp -s "$mis" "$work/mis.json" && [ "$(grep -c ': warning: ' "$work/err")" -eq 6 ] &&
-    has err "jsoncodec: cannot rewrite '$work/mis.json': it holds 6 properties its type does not know" &&
-    run 1 format --check "$work/mis.json" && is out "$work/mis.json" &&
+run 0 format "$work/mis.json" && cp "$work/out" "$work/dropped.json" && count err ': warning: ' 6 &&
+    has out '"policyName": "Silver",' && lacks out PolicyComment
+verdict "format warns of unknown properties and goes on without them"
+
+run 1 format --strict "$work/mis.json" && empty out
+verdict "format --strict refuses to format a document with unknown properties"
+
+run 1 format -i "$work/mis.json" && same "$mis" mis.json && count err ': warning: ' 6 &&
+    has err "jsoncodec: cannot rewrite '$work/mis.json': it holds 6 properties its type does not know"
+verdict "format -i leaves a file with unknown properties untouched and says why"
+
+run 1 format --check "$work/mis.json" && is out "$work/mis.json" &&
     has err "jsoncodec: $work/mis.json: not in canonical form: it holds 6 properties its type does not know, which format would drop" &&
-    run 1 format --check --strict "$work/mis.json" && is out "$work/mis.json" &&
-    run 0 format -i --drop-unknown --no-warnings "$work/mis.json" && empty err && cmp -s "$work/dropped.json" "$work/mis.json"
-verdict "format warns and goes on; format -i keeps a file with unknown properties unless --drop-unknown; --check says why"
+    run 1 format --check --strict "$work/mis.json" && is out "$work/mis.json"
+verdict "format --check lists a file with unknown properties and says why"
+
+run 0 format -i --drop-unknown --no-warnings "$work/mis.json" && empty err && same "$work/dropped.json" mis.json
+verdict "format -i --drop-unknown rewrites it without them"
 
 # A NUL byte refuses the text at its place: nothing after it is read, so
 # /dev/zero stops at its first byte, and nothing is rewritten.
 printf '{"ruleName": "r"}\n\0{"ruleName": 5}\n' >"$work/nul.json" && cp "$work/nul.json" "$work/nul-kept.json"
 run 1 check "$work/nul.json" && has err "$work/nul.json:2:1: error: the text holds a NUL byte" &&
-    run 1 format --check "$work/nul.json" && empty out && run 1 format -i "$work/nul.json" &&
-    cmp -s "$work/nul.json" "$work/nul-kept.json" && run 1 check --format=json "$work/nul.json" &&
-    has out '"line": 2,' '"message": "the text holds a NUL byte"'
-verdict "a NUL byte refuses the text at its place in check, format --check and format -i, which rewrites nothing"
+    run 1 check --format=json "$work/nul.json" && has out '"line": 2,' '"message": "the text holds a NUL byte"'
+verdict "a NUL byte refuses the text at its place, in text and in JSON"
 
-timeout 20 "$tool" check /dev/zero 2>"$work/err" && false
-[ $? -eq 1 ] && is err "/dev/zero:1:1: error: the text holds a NUL byte
+run 1 format --check "$work/nul.json" && empty out && run 1 format -i "$work/nul.json" && same "$work/nul-kept.json" nul.json
+verdict "format --check and format -i refuse a NUL byte, which rewrites nothing"
+
+timeout 20 "$tool" check /dev/zero 2>"$work/err"
+exited 1 && is err "/dev/zero:1:1: error: the text holds a NUL byte
      1 | 
-       | ^" && { timeout 20 "$tool" check </dev/zero 2>"$work/err"; [ $? -eq 1 ]; } &&
-    has err "(standard input):1:1: error: the text holds a NUL byte"
+       | ^" && { timeout 20 "$tool" check </dev/zero 2>"$work/err"; exited 1; } && has err "(standard input):1:1: error: the text holds a NUL byte"
 verdict "/dev/zero, named or as standard input, is refused at its first byte"
 
 # Parse failures whose line is cryptic get a plain note; the line stays.
@@ -301,25 +377,28 @@ printf '{"ruleName": "a\\u0000b"}\n' >"$work/u0.json"
 : >"$work/empty.json"
 printf ' \n\t\n' >"$work/blank.json"
 run 1 check --type rule "$work/bom.json" "$work/u0.json" "$work/empty.json" "$work/blank.json" &&
-    grep ': note: ' "$work/err" >"$work/notes" && printf '%s\n' \
+    grep ': note: ' "$work/err" >"$work/notes" && is notes "$(printf '%s\n' \
         "$work/bom.json:1:1: note: the text starts with a byte-order mark (U+FEFF), which JSON does not allow: save the file without it" \
         "$work/u0.json:1:23: note: a text here holds \\u0000 (the character U+0000), which no text may hold" \
         "$work/empty.json:1:1: note: the input is empty: a document is one JSON object" \
-        "$work/blank.json:3:1: note: the input holds only blanks: a document is one JSON object" | cmp -s - "$work/notes" &&
-    has err "$work/u0.json:1:23: error: <rule>: JSON decode error. JSON parsing error: \\u0000 is not allowed" &&
-    run 2 check "$work/bom.json" && has err "$work/bom.json:1:1: note: the text starts with a byte-order mark"
+        "$work/blank.json:3:1: note: the input holds only blanks: a document is one JSON object")" &&
+    has err "$work/u0.json:1:23: error: <rule>: JSON decode error. JSON parsing error: \\u0000 is not allowed"
 verdict "a byte-order mark, \\u0000 in a text, empty and blank input get a note after the library's line"
+
+run 2 check "$work/bom.json" && has err "$work/bom.json:1:1: note: the text starts with a byte-order mark"
+verdict "the byte-order mark gets its note when the type cannot be told too"
 
 # format -i replaces a file only where a new file can take its place whole.
 mkdir "$work/in"
 printf '%s\n' '{"ruleName":"r"}' >"$work/in/linked.json" && ln "$work/in/linked.json" "$work/in/link2.json"
 run 2 format -i "$work/in/linked.json" && has err "cannot rewrite '$work/in/linked.json': it has 2 hard links" &&
-    is in/link2.json '{"ruleName":"r"}' && [ "$(stat -c %h "$work/in/linked.json")" -eq 2 ]
+    is in/link2.json '{"ruleName":"r"}' && equal "the link count of linked.json" "$(stat -c %h "$work/in/linked.json")" 2
 verdict "format -i leaves a file with a second hard link untouched, exit 2"
 
 mkfifo "$work/in/fifo.json"
 timeout 20 "$tool" format -i "$work/in/fifo.json" 2>"$work/err"
-[ $? -eq 2 ] && has err "cannot rewrite '$work/in/fifo.json': it is not a regular file" && [ -p "$work/in/fifo.json" ]
+exited 2 && has err "cannot rewrite '$work/in/fifo.json': it is not a regular file" &&
+    { [ -p "$work/in/fifo.json" ] || step "fifo.json is no longer a FIFO"; }
 verdict "format -i leaves a FIFO a FIFO, unread, exit 2"
 
 # Root has its files' modes disregarded: the ordinary user is nobody then.
@@ -330,18 +409,19 @@ fi
 printf '%s\n' '{"ruleName":"r"}' >"$work/in/readonly.json" && chmod 444 "$work/in/readonly.json"
 [ -z "$as_user" ] || chown nobody "$work/in/readonly.json"
 $as_user "$tool" format -i "$work/in/readonly.json" 2>"$work/err"
-[ $? -eq 2 ] && has err "cannot rewrite '$work/in/readonly.json': you may not write it" && is in/readonly.json '{"ruleName":"r"}'
+exited 2 && has err "cannot rewrite '$work/in/readonly.json': you may not write it" && is in/readonly.json '{"ruleName":"r"}'
 verdict "format -i leaves a file its user may not write untouched, exit 2"
 
 if [ -n "$as_user" ]; then
     printf '%s\n' '{"ruleName":"r"}' >"$work/in/owned.json" && chown nobody:nogroup "$work/in/owned.json" &&
         chmod 640 "$work/in/owned.json" && run 0 format -i "$work/in/owned.json" &&
-        [ "$(stat -c '%U:%G %a' "$work/in/owned.json")" = "nobody:nogroup 640" ] && run 0 format --check "$work/in/owned.json"
+        equal "the owner, group and mode of owned.json" "$(stat -c '%U:%G %a' "$work/in/owned.json")" "nobody:nogroup 640" &&
+        run 0 format --check "$work/in/owned.json"
     verdict "format -i gives the new file the old one's owner, group and mode"
     printf '%s\n' '{"ruleName":"r"}' >"$work/in/others.json" && chmod 666 "$work/in/others.json"
     $as_user "$tool" format -i "$work/in/others.json" 2>"$work/err"
-    [ $? -eq 2 ] && has err "cannot rewrite '$work/in/others.json': its owner and group (0:0) cannot be given" &&
-        is in/others.json '{"ruleName":"r"}' && [ "$(ls -A "$work/in" | grep -c jsoncodec-)" -eq 0 ]
+    exited 2 && has err "cannot rewrite '$work/in/others.json': its owner and group (0:0) cannot be given" &&
+        is in/others.json '{"ruleName":"r"}' && no_temp "$work/in"
     verdict "format -i leaves a file whose owner it cannot keep untouched, with the reason"
 else
     echo "skip: format -i keeping another user's file (needs root)"
@@ -360,7 +440,7 @@ for signal in INT:130 TERM:143 HUP:129; do
     while :; do  # until the signal arrives while the new file is there
         cp "$work/sig/old" "$work/sig/doc.json"
         env --default-signal=INT "$tool" format -i "$work/sig/doc.json" 2>/dev/null &
-        pid=$! seen= state=R
+        pid=$! seen='' state=R
         while [ -z "$seen" ] && [ "$state" != Z ] && read -r _ _ state _ <"/proc/$pid/stat"; do
             for f in "$work/sig"/.jsoncodec-*; do [ -e "$f" ] && seen=1; done
         done
@@ -369,8 +449,8 @@ for signal in INT:130 TERM:143 HUP:129; do
         status=$?
         [ -z "$seen" ] && [ $((tries += 1)) -lt 5 ] || break
     done
-    [ -n "$seen" ] && [ $status -eq "${signal#*:}" ] && [ "$(ls -A "$work/sig" | grep -c jsoncodec-)" -eq 0 ] &&
-        { cmp -s "$work/sig/doc.json" "$work/sig/old" || cmp -s "$work/sig/doc.json" "$work/sig/new"; } ||
+    [ -n "$seen" ] && equal "the exit status" $status "${signal#*:}" && no_temp "$work/sig" &&
+        { cmp -s "$work/sig/doc.json" "$work/sig/old" || cmp -s "$work/sig/doc.json" "$work/sig/new" || step "doc.json is torn"; } ||
         { echo "  SIG${signal%:*}: exit status $status, new file seen: ${seen:-no}"; bad=1; }
 done
 [ $bad -eq 0 ]
@@ -385,9 +465,9 @@ awk 'BEGIN { printf "{\"ruleName\":\"many\",\"ruleItem_Definitions\":["
 start=$(date +%s%N)
 run 1 check --max-faults=0 --format=json "$work/many.json"
 json_ms=$((($(date +%s%N) - start) / 1000000)) start=$(date +%s%N)
-run 1 check --max-faults=0 "$work/many.json" && [ "$(grep -c ': error: ' "$work/err")" -eq 200000 ] &&
+run 1 check --max-faults=0 "$work/many.json" && count err ': error: ' 200000 &&
     text_ms=$((($(date +%s%N) - start) / 1000000)) && echo "  200000 faults: text ${text_ms} ms, JSON ${json_ms} ms" &&
-    [ $text_ms -le $((2 * json_ms + 1000)) ]
+    { [ "$text_ms" -le $((2 * json_ms + 1000)) ] || step "text took more than twice JSON's time and a second"; }
 verdict "the text report of 200,000 faults on one line costs about what the JSON one does"
 
 # A file name cannot steer the terminal; the caret is placed by display
@@ -395,10 +475,12 @@ verdict "the text report of 200,000 faults on one line costs about what the JSON
 # while the column counts characters.
 esc="$work/$(printf 'esc\033[2J\177.json')"
 printf '{"ruleName": "\345\220\215\345\211\215 e\314\201", "ruleItem_Definitions": 5}\n' >"$esc"
-LC_ALL=C.UTF-8 run 1 check "$esc" && ! grep -q "$(printf '\033')" "$work/err" &&
-    has err "$work/esc?[2J?.json:1:47: error: " "       | $(printf '%47s')^" &&
+LC_ALL=C.UTF-8 run 1 check "$esc" && lacks err "$(printf '\033')" && has err "$work/esc?[2J?.json:1:47: error: " &&
     run 2 check "$esc.missing" && has err "cannot open '$work/esc?[2J?.json.missing'"
-verdict "control characters in file names are shown as '?'; the caret sits under its character by display width"
+verdict "control characters in file names are shown as '?'"
+
+LC_ALL=C.UTF-8 run 1 check "$esc" && has err ":1:47: error: " "       | $(printf '%47s' '')^"
+verdict "the caret sits under its character by display width while the column counts characters"
 
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]
