@@ -11,6 +11,7 @@
 #include "placement.h"
 
 #include <algorithm>
+#include <cstring>
 #include <map>
 #include <string>
 
@@ -106,6 +107,17 @@ size_t offset_of(std::string_view text, int32_t line, int32_t column) {
 }
 
 }  // namespace
+
+size_t count_keys(std::string_view text) {
+    const char *p = text.data();
+    const char *end = p + text.size();
+    size_t keys = 0;
+    // Outside the strings already passed, every quote opens one.
+    while ((p = static_cast<const char *>(std::memchr(p, '"', static_cast<size_t>(end - p)))) != nullptr &&
+           (p = pass_string(p, end)) != nullptr)
+        if (*skip_blanks(p) == ':') ++keys;
+    return keys;
+}
 
 // Places every fault, sorts them by place (faults at one place keep the
 // walk's order) and gives each its line and column in one sweep. A fault

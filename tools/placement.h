@@ -15,4 +15,8 @@ namespace tool {
 // line and column jansson named. The column counts characters.
 void place_faults(std::string_view text, std::vector<Fault> &faults);
 
+// The number of object keys in `text`, a JSON text jansson accepts whose
+// view ends at a NUL (a std::string's): the strings a colon follows.
+size_t count_keys(std::string_view text);
+
 }  // namespace tool
