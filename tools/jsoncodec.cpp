@@ -43,9 +43,9 @@
 #include <jansson.h>
 
 #include "checker.h"
-#include "placement.h"
 #include "files.h"
 #include "jsoncodec.h"
+#include "placement.h"
 #include "report.h"
 #include "root_types.h"
 #include "schemas.h"
