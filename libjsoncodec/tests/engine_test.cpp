@@ -283,8 +283,8 @@ TEST(EngineDecode, FailedDecodeLeavesWhatItBuiltReachableAndFlagged) {
 // list element and property, names each value by its JSON Pointer (a missing
 // property by its own, flagged), places a union's one fault at its closest
 // member's value, and hints at the nearest allowed text (within two edits or
-// a change of case; the first of equals). Stopping at the first, it reports
-// that one alone.
+// a change of case; the first of equals) and at a missing property that an
+// unknown key misspells. Stopping at the first, it reports that one alone.
 TEST(EngineCheck, EveryFaultWithItsPointerAndHint) {
     struct Log final : FaultLog {
         explicit Log(bool every) : FaultLog(every) {}
@@ -308,6 +308,10 @@ TEST(EngineCheck, EveryFaultWithItsPointerAndHint) {
          {"/title missing", "/amount", "/core/mode month", "/core/flag", "/extra", "/period reference"}},
         {holder_desc, R"({"pick":{"u":{"x":"a","y":"wek"}}})", {"/pick/u/y week"}},
         {inner_desc, R"({"mode":"weekend"})", {"/mode"}},
+        // A key the type does not know, two edits from a missing name, hints
+        // at it; a property the type knows does not.
+        {inner_desc, R"({"mdoe":"week","flag":true})", {"/mode missing mode"}},
+        {beta_desc, R"({"z":1})", {"/w missing"}},
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(row.json);

@@ -123,6 +123,13 @@ int32_t encode_record(const TypeDesc &type, json_t **out, const void *src, int32
 // and never frees the record itself.
 void release_record(const TypeDesc &type, void *record);
 
+// Whether `name` is a property of `type`.
+inline bool has_property(const TypeDesc &type, const char *name) {
+    for (uint32_t i = 0; i < type.field_count; ++i)
+        if (std::strcmp(type.fields[i].name, name) == 0) return true;
+    return false;
+}
+
 // The discriminator of a union member: its first property, when that is a
 // required enum, whose text tells the member apart.
 inline const FieldDesc *discriminator(const TypeDesc &member) {

@@ -18,6 +18,9 @@
 //                            the first nonzero f returns, or a refusal of the
 //                            source's own
 //   member(object, name)     one property's value, or absent
+//   each_key(object, f)      f(key) for each key of the object; optional: a
+//                            source that has it gives the checking walk's
+//                            missing properties their hints
 //   is_string(v)
 //   is_one_of(v, allowed)    whether the string v is one of an enum's texts
 //   hint_text(v)             the string's text, NUL-terminated, for hints; NULL
@@ -104,8 +107,11 @@ class Walk {
         int32_t first = RMQC_OK;
         int32_t status = tree_.properties(type, value, [&](uint32_t i, Value item) -> int32_t {
             const FieldDesc &field = type.fields[i];
-            if (!field.required && tree_.absent(item)) return RMQC_OK;  // nothing to do, and frequent
-            int32_t fault = property(field, item, record, depth, path, match_count);
+            int32_t fault = RMQC_OK;
+            if (!tree_.absent(item))
+                fault = property(field, item, record, depth, path, match_count);
+            else if (field.required)
+                fault = missing(type, field, value, path);
             return fault != RMQC_OK ? stop_after(sink_, fault, first) : RMQC_OK;
         });
         return status != RMQC_OK ? status : first;
@@ -358,16 +364,29 @@ class Walk {
         char line_[TRIAL_BUFFER_SIZE] = "";
     };
 
+    // A required property that `object` lacks. A checking walk hints at it
+    // when the object holds a key its type does not know within two edits of
+    // its name (or differing in case): a misspelt name, most likely.
+    int32_t missing(const TypeDesc &type, const FieldDesc &field, Value object, path_node *path) {
+        if (sink_.len == 0 && sink_.log == nullptr) return RMQC_ERR_DECODE;
+        char detail[DETAIL_SIZE];
+        bounded_format(detail, sizeof detail, text::required_missing, field.name);
+        const char *hint = nullptr;
+        if constexpr (requires { tree_.each_key(object, [](const char *) {}); }) {
+            if (sink_.log != nullptr)
+                tree_.each_key(object, [&](const char *key) {
+                    Suggestion near;
+                    near.consider(field.name, key);
+                    if (near.best != nullptr && !has_property(type, key)) hint = field.name;
+                });
+        }
+        return report_fixed(RMQC_ERR_DECODE, sink_, path, property_index(field), field.name, detail, true, hint);
+    }
+
+    // A property the object has.
     int32_t property(const FieldDesc &field, Value value, void *record, int32_t depth, path_node *path,
                      uint32_t *match_count) {
-        if (tree_.absent(value)) {
-            if (!field.required) return RMQC_OK;
-            if (sink_.len == 0 && sink_.log == nullptr) return RMQC_ERR_DECODE;
-            char detail[DETAIL_SIZE];
-            bounded_format(detail, sizeof detail, text::required_missing, field.name);
-            return report_fixed(RMQC_ERR_DECODE, sink_, path, property_index(field), field.name, detail, true);
-        }
-        // Present: flagged before any check, so a record that failed on this
+        // Flagged before any check, so a record that failed on this
         // property still records it as present.
         if (!field.required) at<uint8_t>(record, field.present_offset) = 1;
 

@@ -28,6 +28,12 @@ class JanssonTree {
         return RMQC_OK;
     }
     static Value member(Value object, const char *name) { return json_object_get(object, name); }
+    template <class F>
+    static void each_key(Value object, F &&f) {
+        const char *key;
+        json_t *value;
+        json_object_foreach(const_cast<json_t *>(object), key, value) f(key);
+    }
     static bool is_string(Value v) { return json_is_string(v); }
     static bool is_one_of(Value v, const EnumDesc &allowed) { return enum_allows(allowed, json_string_value(v)); }
     static const char *hint_text(Value v) { return json_string_value(v); }

@@ -18,12 +18,6 @@ namespace {
 
 using namespace detail;
 
-bool knows(const TypeDesc &type, const char *key) {
-    for (uint32_t i = 0; i < type.field_count; ++i)
-        if (std::strcmp(type.fields[i].name, key) == 0) return true;
-    return false;
-}
-
 void report(const TypeDesc &type, const char *key, path_node *path, FaultLog &log) {
     Suggestion suggestion;
     for (uint32_t i = 0; i < type.field_count; ++i) suggestion.consider(type.fields[i].name, key);
@@ -52,7 +46,7 @@ void report_unknown_properties(const TypeDesc &type, const void *record, const j
     const char *key;
     json_t *value;
     json_object_foreach(const_cast<json_t *>(object), key, value) {
-        if (!knows(type, key)) report(type, key, path, log);
+        if (!has_property(type, key)) report(type, key, path, log);
     }
 
     path_node self = enter_node(path);
