@@ -59,7 +59,7 @@ struct Target {
 // unplaced.
 const char *visit(const char *p, const char *end, uint32_t depth, Target &target) {
     target.place = p;
-    if (target.children.empty() || (*p != '{' && *p != '[')) return skip_value(p, end, depth, nullptr);
+    if (target.children.empty() || (*p != '{' && *p != '[')) return skip_value<Reals::any>(p, end, depth, nullptr);
     const bool object = *p == '{';
     p = skip_blanks(p + 1);
     if (*p == (object ? '}' : ']')) return p + 1;
@@ -82,7 +82,7 @@ const char *visit(const char *p, const char *end, uint32_t depth, Target &target
             if (object) found->second.key = key;
             p = visit(p, end, depth + 1, found->second);
         } else {
-            p = skip_value(p, end, depth + 1, nullptr);
+            p = skip_value<Reals::any>(p, end, depth + 1, nullptr);
         }
         if (p == nullptr) return nullptr;
         p = skip_blanks(p);

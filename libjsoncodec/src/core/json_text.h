@@ -273,11 +273,18 @@ inline const char *pass_string(const char *p, const char *end) {
     }
 }
 
+// Which real numbers a step takes. jansson refuses a real that overflows a
+// double; the reader, which never computes a real, takes only those that
+// cannot (`bounded`: the value stays under 10^308) and leaves the others to
+// jansson. A walk over a text that jansson has already read takes every real
+// the grammar allows (`any`).
+enum class Reals { bounded, any };
+
 // A number token at `p`: past its end, or NULL when jansson refuses it. An
 // integer (no fraction, no exponent) within the signed 64-bit range is
 // stored in *integer with *is_integer set, as jansson reads it ("-0" is 0).
-// A real is accepted only where it cannot overflow a double (jansson refuses
-// one that does): its value stays under 10^308.
+// A real is taken as `reals` says.
+template <Reals reals = Reals::bounded>
 inline const char *scan_number(const char *p, bool *is_integer, int64_t *integer) {
     const bool negative = *p == '-';
     if (negative) ++p;
@@ -321,7 +328,7 @@ inline const char *scan_number(const char *p, bool *is_integer, int64_t *integer
         if (below) exponent = -exponent;
     }
     // Under 10^(integer digits + exponent); "0.x" has one integer digit.
-    if (static_cast<int64_t>(integer_digits) + exponent > 308) return nullptr;
+    if (reals == Reals::bounded && static_cast<int64_t>(integer_digits) + exponent > 308) return nullptr;
     return p;
 }
 
@@ -368,8 +375,10 @@ class KeySet {
 // jansson checks it, with its depth counted from `depth` (the value's own);
 // NULL when refused. Objects' keys go into `keys` while they are open, to
 // tell a repeated key; with no `keys`, repeated keys pass (for a text
-// jansson has already read).
+// jansson has already read, or one this step has already checked). Reals
+// are taken as `reals` says.
 // Iterative: its working memory is one small entry per open container.
+template <Reals reals = Reals::bounded>
 inline const char *skip_value(const char *p, const char *end, uint32_t depth, KeySet *keys) {
     // Per open container: the mark of its keys, with the high bit for an array.
     constexpr uint16_t ARRAY = 0x8000;
@@ -413,7 +422,8 @@ inline const char *skip_value(const char *p, const char *end, uint32_t depth, Ke
             default: {
                 bool is_integer;
                 int64_t integer;
-                if ((*p != '-' && (*p < '0' || *p > '9')) || (p = scan_number(p, &is_integer, &integer)) == nullptr)
+                if ((*p != '-' && (*p < '0' || *p > '9')) ||
+                    (p = scan_number<reals>(p, &is_integer, &integer)) == nullptr)
                     return nullptr;
                 break;
             }
