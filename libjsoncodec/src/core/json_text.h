@@ -6,8 +6,10 @@
 // stands and says where it ends; none allocates. A step accepts only what
 // jansson accepts and reads it as jansson does; what it cannot read so, it
 // refuses (returns NULL or false), whether jansson would refuse it too or
-// only read it in a way these steps do not (a real number, `\u0000`, a key
-// written with escapes). The caller then leaves the document to jansson.
+// only read it in a way these steps do not (a real that could overflow a
+// double, `\u0000`, a key written with escapes). The caller then leaves the
+// document to jansson. A walk over a text jansson has already accepted may
+// take every real instead (see Reals).
 //
 // The text is NUL-terminated and ends at its first NUL byte, which no step
 // reads past: a NUL is a control character to a string and an unexpected
