@@ -1,11 +1,17 @@
-// Finds the faults of a document through the library's checking walk and
-// hands them to placement.
+// Tells a document's type, finds its faults and unknown properties through
+// the library's checking walk, and places each in the text (see checker.h).
 #include "checker.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
 #include <new>
 
 #include "action_schema.h"
+#include "exports.h"
 #include "faults.h"
+#include "json_text.h"
 #include "jsoncodec.h"
 #include "placement.h"
 #include "policy_schema.h"
@@ -18,90 +24,306 @@ namespace {
 struct Root {
     std::string_view name;
     const jsoncodec::TypeDesc *desc;
+    const char *name_property;  // nullptr: told by its keys alone
 };
-#define ROOT_DESC(T, name_property, short_name) {#T, &jsoncodec::T##_desc},
-const Root roots[] = {JSONCODEC_ROOT_TYPES(ROOT_DESC)};
-#undef ROOT_DESC
+#define ROOT_ENTRY(T, name_property, short_name) {#T, &jsoncodec::T##_desc, name_property},
+const Root roots[] = {JSONCODEC_ROOT_TYPES(ROOT_ENTRY)};
+#undef ROOT_ENTRY
 
-// Copies each fault the walk reports, whose texts live only during add().
-// The limit counts errors: the warnings, which come after them, are all kept.
+const Root *find_root(std::string_view name) {
+    for (const Root &root : roots)
+        if (root.name == name) return &root;
+    return nullptr;
+}
+
+// A fault as the library reports it, kept until it is placed: the walk's
+// texts live only while it reports them.
+struct Found {
+    Fault fault;
+    bool missing = false;
+    bool at_key = false;
+    int64_t begin = -1;  // the walk's own place, or -1: placed by the pointer
+    int64_t end = -1;
+    int32_t parse_code = 0;
+    int64_t parse_position = -1;
+};
+
+// Copies each finding the walk reports; a note joins the finding before it.
 class Collector final : public jsoncodec::FaultLog {
   public:
-    Collector(bool every, size_t limit, Checked &out) : FaultLog(every), limit_(limit), out_(out) {
-        unknown_properties = true;
-    }
+    explicit Collector(bool every) : FaultLog(every) { unknown_properties = true; }
     void add(const jsoncodec::Fault &fault) override {
-        if (!fault.unknown_property && limit_ != 0 && errors_ == limit_) {  // one error more than the limit
-            out_.stopped = true;
-            every_fault = false;
-            return;
-        }
+        if (out_of_memory) return;
         try {
             std::string message = fault.message;
             if (!message.empty() && message.back() == '\n') message.pop_back();
-            Fault &copy = out_.faults.emplace_back();
-            copy.status = fault.status;
-            copy.message = std::move(message);
-            copy.pointer = fault.pointer;
-            if (fault.hint != nullptr) copy.hint = fault.hint;
+            if (fault.note) {
+                if (found.empty()) return;
+                Note &note = found.back().fault.notes.emplace_back();
+                note.message = std::move(message);
+                if (fault.begin >= 0) {
+                    note.placed = true;
+                    note.span.offset = static_cast<size_t>(fault.begin);
+                    note.span.end = static_cast<size_t>(fault.end);
+                }
+                return;
+            }
+            Found &copy = found.emplace_back();
+            copy.fault.status = fault.status;
+            copy.fault.message = std::move(message);
+            copy.fault.pointer = fault.pointer;
+            if (fault.hint != nullptr) copy.fault.hint = fault.hint;
             copy.missing = fault.missing;
-            copy.parse_line = fault.parse_line;
-            copy.parse_column = fault.parse_column;
+            copy.at_key = fault.unknown_property;
+            copy.begin = fault.begin;
+            copy.end = fault.end;
+            copy.parse_code = fault.parse_code;
+            copy.parse_position = fault.parse_position;
             if (fault.unknown_property) {
-                copy.severity = Severity::warning;
-                copy.at_key = true;
-                ++out_.warnings;
-            } else {
-                ++errors_;
+                copy.fault.severity = Severity::warning;
+                copy.fault.rule = Rule::unknown_property;
+            } else if (fault.parse_position >= 0) {
+                copy.fault.rule = Rule::invalid_json;
+            } else if (fault.missing) {
+                copy.fault.rule = Rule::missing_property;
             }
         } catch (const std::bad_alloc &) {
             out_of_memory = true;
             every_fault = false;
         }
     }
-    bool out_of_memory = false;
+    // The walk starts again from the document's start: what it found so far
+    // is found again.
+    void discard() { found.clear(); }
 
-  private:
-    size_t limit_;
-    size_t errors_ = 0;
-    Checked &out_;
+    std::vector<Found> found;
+    bool out_of_memory = false;
 };
 
 bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
-}  // namespace
-
-std::string parse_note(std::string_view text, std::string_view message) {
+// A plain account of why `text` does not parse, where jansson's message is
+// cryptic to a person. Empty when there is none.
+std::string parse_note(std::string_view text, int code, std::string_view message) {
     if (text.substr(0, 3) == "\xEF\xBB\xBF")
         return "the text starts with a byte-order mark (U+FEFF), which JSON does not allow: save the file without it";
-    if (message.find("\\u0000 is not allowed") != std::string_view::npos)
+    if (code == json_error_null_character)
         return "a text here holds \\u0000 (the character U+0000), which no text may hold";
     if (text.empty()) return "the input is empty: a document is one JSON object";
-    bool blank = true;
-    for (char c : text) blank = blank && is_blank(c);
-    if (blank) return "the input holds only blanks: a document is one JSON object";
+    if (std::all_of(text.begin(), text.end(), is_blank))
+        return "the input holds only blanks: a document is one JSON object";
+    if (code == json_error_duplicate_key) return "a key may appear only once in an object";
+    if (code == json_error_numeric_overflow)
+        return message.find("real") != std::string_view::npos
+                   ? "the number is too large for a double"
+                   : "an integer must lie between -9223372036854775808 and 9223372036854775807";
+    if (code == json_error_invalid_utf8) return "the text is not UTF-8 here: save the file as UTF-8";
     return {};
 }
 
-Verdict check_document(std::string_view type, const std::string &text, bool every, size_t limit, Checked &out) {
+// Places every finding the walk reported, gives each its span, lines and
+// columns, and moves them into `out` in the order of their places.
+void place(const std::string &text, std::vector<Found> &found, Checked &out) {
+    std::vector<PointerPlace> by_pointer;
+    std::vector<size_t> which;
+    for (size_t i = 0; i < found.size(); ++i) {
+        if (found[i].begin >= 0 || found[i].parse_position >= 0) continue;
+        by_pointer.push_back({found[i].fault.pointer, found[i].missing, found[i].at_key});
+        which.push_back(i);
+    }
+    if (!by_pointer.empty()) place_by_pointer(text, by_pointer);
+    for (size_t k = 0; k < which.size(); ++k) {
+        Found &f = found[which[k]];
+        f.begin = static_cast<int64_t>(by_pointer[k].offset);
+        f.end = static_cast<int64_t>(f.missing ? std::min(by_pointer[k].offset + 1, text.size())
+                                               : token_end(text, by_pointer[k].offset));
+    }
+    for (Found &f : found) {
+        if (f.parse_position >= 0) {
+            f.fault.span = syntax_span(text, f.parse_code, static_cast<size_t>(f.parse_position));
+            std::string note = parse_note(text, f.parse_code, f.fault.message);
+            if (!note.empty()) f.fault.notes.insert(f.fault.notes.begin(), Note{std::move(note), false, {}});
+        } else {
+            f.fault.span.offset = static_cast<size_t>(f.begin);
+            f.fault.span.end = static_cast<size_t>(f.end);
+        }
+    }
+    std::stable_sort(found.begin(), found.end(),
+                     [](const Found &a, const Found &b) { return a.fault.span.offset < b.fault.span.offset; });
+    out.faults.reserve(found.size());
+    for (Found &f : found) {
+        (f.fault.severity == Severity::error ? out.errors : out.warnings) += 1;
+        out.faults.push_back(std::move(f.fault));
+    }
+    found.clear();
+    count_lines(text, out.faults);
+}
+
+// What the keys of a document's top-level object say of its type.
+struct Told {
+    const Root *root = nullptr;  // the type, or the best guess at a syntax fault
+    bool syntax = false;         // the text does not parse before the type was told
+    std::string why;             // neither told nor a syntax fault: why not
+};
+
+// Tells the type of `text` from its top-level object's keys: the first name
+// property decides at once, which in most documents is the first key; a
+// document without one is of the root type whose properties its keys name
+// most often (the first in the library's order among equals). The keys are
+// read with the library's scanning steps, which refuse only what jansson
+// refuses among the texts it would read.
+Told tell_type(const std::string &text) {
+    using namespace jsoncodec::json_text;
+    Told told;
+    const char *begin = text.c_str(), *end = begin + text.size();
+    const char *p = skip_blanks(begin);
+    size_t scores[std::size(roots)] = {};
+    auto best = [&]() -> const Root * {
+        size_t top = 0;
+        const Root *chosen = nullptr;
+        for (size_t i = 0; i < std::size(roots); ++i)
+            if (scores[i] > top) top = scores[i], chosen = &roots[i];
+        return chosen;
+    };
+    auto syntax = [&]() {
+        told.syntax = true;
+        told.root = best();
+        return told;
+    };
+    if (*p != '{') {
+        if (*p != '[' || skip_value<Reals::any>(p, end, 1, nullptr) == nullptr) return syntax();
+        told.why = "it is not a JSON object";
+        return told;
+    }
+    p = skip_blanks(p + 1);
+    size_t keys = 0;
+    if (*p != '}') {
+        for (std::string key;; ++keys) {
+            StringToken token;
+            if (*p != '"' || !scan_string(p, end, &token)) return syntax();
+            key.resize(token.length);
+            unescape(token, key.data());
+            p = skip_blanks(token.end);
+            if (*p != ':') return syntax();
+            p = skip_blanks(p + 1);
+            for (size_t i = 0; i < std::size(roots); ++i) {
+                if (roots[i].name_property != nullptr && key == roots[i].name_property) {
+                    told.root = &roots[i];
+                    return told;
+                }
+                if (jsoncodec::has_property(*roots[i].desc, key.c_str())) ++scores[i];
+            }
+            if ((p = skip_value<Reals::any>(p, end, 2, nullptr)) == nullptr) return syntax();
+            p = skip_blanks(p);
+            if (*p == '}') break;
+            if (*p != ',') return syntax();
+            p = skip_blanks(p + 1);
+        }
+    }
+    if (*skip_blanks(p + 1) != '\0') return syntax();
+    if ((told.root = best()) == nullptr)
+        told.why =
+            keys == 0 ? "its top-level object is empty" : "its top-level object holds no property of any root type";
+    return told;
+}
+
+// The finding of a text that does not parse, told as the export of `root`
+// would tell it, or without the type's name when there is no root.
+Verdict syntax_fault(const std::string &text, const Root *root, Checked &out) {
+    Collector log(false);
+    jsoncodec::check_walk(*(root != nullptr ? root : &roots[0])->desc, text.c_str(), log);
+    if (log.out_of_memory) return Verdict::out_of_memory;
+    if (log.found.empty() || log.found.front().parse_position < 0) return Verdict::untyped;  // jansson reads it
+    log.found.resize(1);
+    if (root == nullptr) {
+        // "<type>: JSON decode error. ..." without the type it has not got.
+        std::string &message = log.found.front().fault.message;
+        const size_t colon = message.find(">: ");
+        if (colon != std::string::npos) message.erase(0, colon + 3);
+    } else {
+        out.type = root->name;
+    }
+    place(text, log.found, out);
+    return Verdict::refused;
+}
+
+// Keeps the first `limit` findings of the file.
+void keep_first(Checked &out, size_t limit) {
+    if (limit == 0 || out.faults.size() <= limit) return;
+    out.left_out = out.faults.size() - limit;
+    for (size_t i = limit; i < out.faults.size(); ++i)
+        (out.faults[i].severity == Severity::error ? out.errors : out.warnings) -= 1;
+    out.faults.resize(limit);
+}
+
+}  // namespace
+
+const std::vector<std::string_view> &root_type_names() {
+    static const std::vector<std::string_view> names = [] {
+        std::vector<std::string_view> all;
+        for (const Root &root : roots) all.push_back(root.name);
+        return all;
+    }();
+    return names;
+}
+
+Fault nul_fault(std::string_view text) {
+    Fault fault;
+    fault.rule = Rule::invalid_json;
+    fault.status = RMQC_ERR_DECODE;
+    fault.message = "the text holds a NUL byte";
+    fault.span.offset = fault.span.end = text.size();
+    std::vector<Fault> one{fault};
+    count_lines(text, one);
+    return one.front();
+}
+
+Verdict check_document(const std::string &text, const CheckOptions &options, Checked &out) {
     out = Checked{};
-    const Root *root = nullptr;
-    for (const Root &candidate : roots)
-        if (candidate.name == type) root = &candidate;
-    if (root == nullptr) return Verdict::out_of_memory;
     try {
-        Collector log(every, limit, out);
+        const Root *root = nullptr;
+        if (!options.type.empty()) {
+            if ((root = find_root(options.type)) == nullptr) return Verdict::out_of_memory;
+        } else {
+            Told told = tell_type(text);
+            if (told.syntax) return syntax_fault(text, told.root, out);
+            if (told.root == nullptr) {
+                out.why = std::move(told.why);
+                return Verdict::untyped;
+            }
+            root = told.root;
+        }
+        out.type = root->name;
+        Collector log(!options.first);
         const bool valid = jsoncodec::check_walk(*root->desc, text.c_str(), log) == RMQC_OK;
-        if (log.out_of_memory || (!valid && out.faults.size() == out.warnings)) return Verdict::out_of_memory;
-        if (out.faults.empty()) return Verdict::valid;
-        place_faults(text, out.faults);
-        for (Fault &fault : out.faults)
-            if (fault.parse_line != 0) fault.note = parse_note(text, fault.message);
+        if (log.out_of_memory) return Verdict::out_of_memory;
+        place(text, log.found, out);
+        keep_first(out, options.limit);
+        if (!valid && out.errors == 0 && out.left_out == 0) return Verdict::out_of_memory;
         return valid ? Verdict::valid : Verdict::refused;
     } catch (const std::bad_alloc &) {
         out = Checked{};
         return Verdict::out_of_memory;
     }
+}
+
+Verdict format_document(const std::string &text, std::string_view type, bool compact, char **json, Checked &out) {
+    *json = nullptr;
+    Verdict verdict = check_document(text, CheckOptions{type, true, 0}, out);
+    if (verdict != Verdict::valid) return verdict;
+    const Root *root = find_root(out.type);
+    char errbuf[1024];
+    void *tree = nullptr;
+    int32_t status = jsoncodec::decode_export(*root->desc, &tree, text.c_str(), errbuf, sizeof errbuf);
+    if (status == RMQC_OK)
+        status = jsoncodec::encode_export(*root->desc, tree, json, errbuf, sizeof errbuf, compact ? 0 : 1, "");
+    jsoncodec::free_export(*root->desc, tree);
+    if (status != RMQC_OK) {
+        std::free(*json);
+        *json = nullptr;
+        return Verdict::out_of_memory;
+    }
+    return Verdict::valid;
 }
 
 }  // namespace tool

@@ -1,6 +1,6 @@
-// The faults of a document, found by the library's checking walk (the walk
-// the exports decode with, told to go on after each fault) and placed in
-// the document's text.
+// The findings of a document: its type told from its keys (unless given),
+// its faults and unknown properties found by the library's checking walk in
+// one reading of the text, each placed at its token.
 #pragma once
 
 #include <cstddef>
@@ -12,31 +12,45 @@
 
 namespace tool {
 
-struct Checked {
-    std::vector<Fault> faults;  // errors and warnings, in the order of their places in the text
-    size_t warnings = 0;        // how many of them are warnings
-    bool stopped = false;       // the walk stopped at the limit, with errors left unseen
+enum class Verdict {
+    valid,          // no error (warnings or none)
+    refused,        // at least one error: a syntax fault or a schema fault
+    untyped,        // the document's type cannot be told from its keys (Checked::why says why)
+    out_of_memory,  // memory ran out: nothing is known
 };
 
-enum class Verdict { valid, refused, out_of_memory };
+struct Checked {
+    std::string type;           // the root type the document was checked as; empty when untyped
+    std::string why;            // untyped: why the type cannot be told, a sentence without a full stop
+    std::vector<Fault> faults;  // errors and warnings, in the order of their places in the text
+    size_t errors = 0;          // of `faults`
+    size_t warnings = 0;        // of `faults`
+    size_t left_out = 0;        // findings past the limit, not in `faults`
+};
 
-// Decodes `text` (which holds no NUL byte) as the root type named `type` and
-// lists its errors in `out`: every one when `every` is set (but no more than
-// `limit` when that is not 0: the first `limit` the walk meets), else only
-// the first, which is the one the type's rmqc_json_to_ export reports. Then
-// a warning for each property that the record type it belongs to does not
-// know, in every record the walk decoded, whatever the limit; a required
-// property that is missing gets the hint of a warning in its object that
-// names it as the nearest, or, in a union member that did not match, of a
-// key there that no record type knows, within two edits of its name. A fault of a text that does not parse gets a note
-// when its line is cryptic. The verdict is valid when there is no error,
-// warnings or none. out_of_memory also stands for a type that is not a root
-// type.
-Verdict check_document(std::string_view type, const std::string &text, bool every, size_t limit, Checked &out);
+struct CheckOptions {
+    std::string_view type;  // a root type's name; empty: told by the document's keys
+    bool first = false;     // only the export's first fault (and the warnings)
+    size_t limit = 0;       // keep only the first `limit` findings of the file; 0: all
+};
 
-// A plain account of why `text` does not parse, for the cases where
-// jansson's `message` is cryptic to a person: a byte-order mark, \u0000 in
-// a text, input that is empty or only blanks. Empty when there is none.
-std::string parse_note(std::string_view text, std::string_view message);
+// Checks `text` (which holds no NUL byte): tells its type when none is
+// given, reads it once with the library's checking walk, and places every
+// finding. A text that does not parse is one error (rule invalid_json)
+// placed at the offending token, whatever the type.
+Verdict check_document(const std::string &text, const CheckOptions &options, Checked &out);
+
+// Decodes `text` as its type (given, or told as check_document tells it) and
+// encodes it again, indented by four blanks or compact, into *json (release
+// with free()). The decoding walk reports the warnings of unknown
+// properties, which the text lacks; a refused document gets its first
+// fault, the export's, placed. valid: *json is set.
+Verdict format_document(const std::string &text, std::string_view type, bool compact, char **json, Checked &out);
+
+// The finding of a text that holds a NUL byte right after `text`.
+Fault nul_fault(std::string_view text);
+
+// The root types the tool knows, in the library's order.
+const std::vector<std::string_view> &root_type_names();
 
 }  // namespace tool

@@ -45,7 +45,6 @@
 #include "checker.h"
 #include "files.h"
 #include "jsoncodec.h"
-#include "placement.h"
 #include "report.h"
 #include "root_types.h"
 #include "schemas.h"
@@ -133,15 +132,6 @@ void print_type_names(FILE *to) {
     const char *separator = "";
     for (const RootType &type : root_types) {
         fprintf(to, "%s%s", separator, type.name);
-        separator = ", ";
-    }
-}
-
-void print_name_properties(FILE *to) {
-    const char *separator = "";
-    for (const RootType &type : root_types) {
-        if (type.name_property == nullptr) continue;
-        fprintf(to, "%s%s", separator, type.name_property);
         separator = ", ";
     }
 }
@@ -363,71 +353,6 @@ bool read_input(const char *path, Rewritable *rewritable, Input &in) {
     return error == 0;
 }
 
-// The fault of a text that holds a NUL byte right after `text`.
-Fault nul_fault(std::string_view text) {
-    Fault fault;
-    fault.status = RMQC_ERR_DECODE;
-    fault.message = "the text holds a NUL byte";
-    fault.parse_line = 1;  // a text that does not parse, as JSON would not
-    fault.parse_column = 1;
-    fault.offset = text.size();
-    fault.line = 1;
-    fault.column = 1;
-    for (char c : text) {
-        if (c == '\n') {
-            ++fault.line;
-            fault.column = 1;
-        } else if ((static_cast<unsigned char>(c) & 0xC0) != 0x80) {
-            ++fault.column;  // the first byte of a character
-        }
-    }
-    return fault;
-}
-
-// Tells the root type of `text` by the name property its top-level object
-// holds. Returns nullptr, after a message naming `label`, when the document
-// is not a JSON object or holds none or several of the name properties.
-const RootType *detect_type(const std::string &text, const std::string &label) {
-    const std::string name = printable(label);
-    const RootType *found = nullptr;
-    json_error_t error;
-    json_t *document = json_loadb(text.data(), text.size(), JSON_DECODE_ANY, &error);
-    size_t matches = 0;
-
-    if (document == nullptr) {
-        // Placed as compilers place errors, so that an editor can jump there.
-        fprintf(stderr, "%s:%d:%d: error: cannot tell the document's type: it does not parse (%s)", name.c_str(),
-                error.line, error.column > 0 ? error.column : 1, error.text);
-    } else if (!json_is_object(document)) {
-        fprintf(stderr, "jsoncodec: %s: cannot tell the document's type: it is not a JSON object", name.c_str());
-    } else {
-        for (const RootType &type : root_types) {
-            if (type.name_property != nullptr && json_object_get(document, type.name_property) != nullptr) {
-                found = &type;
-                ++matches;
-            }
-        }
-        if (matches == 0) {
-            fprintf(stderr, "jsoncodec: %s: cannot tell the document's type: it holds none of ", name.c_str());
-        } else if (matches > 1) {
-            fprintf(stderr, "jsoncodec: %s: cannot tell the document's type: it holds more than one of ", name.c_str());
-            found = nullptr;
-        }
-        if (found == nullptr) print_name_properties(stderr);
-    }
-    json_decref(document);
-    if (found == nullptr) {
-        fputs("; give --type TYPE (an item_definition always needs it), TYPE one of: ", stderr);
-        print_type_names(stderr);
-        fputs("\n", stderr);
-    }
-    const std::string note = document == nullptr ? parse_note(text, error.text) : std::string();
-    if (!note.empty())
-        fprintf(stderr, "%s:%d:%d: note: %s\n", name.c_str(), error.line, error.column > 0 ? error.column : 1,
-                note.c_str());
-    return found;
-}
-
 // Shows `faults` of `text`, read from `label`, in the run's output; the
 // warnings only when the run shows them. Returns 0, or EXIT_USAGE when
 // memory ran out.
@@ -449,25 +374,28 @@ int show_faults(const Run &run, const std::string &label, std::string_view text,
     return EXIT_USAGE;
 }
 
-// Reports the faults of `text`, read from `label`, as a `type`: every error,
-// or with `first` only the one the export reports, and the warnings. Returns
-// the exit status of the document: 0 valid (with warnings too, unless the
-// run is strict), 1 refused, 2 when memory ran out. `*warnings`, when
-// given, is set to the number of warnings.
-int report_document(const Run &run, const std::string &label, const std::string &text, const RootType &type, bool first,
-                    size_t *warnings = nullptr) {
-    Checked checked;
-    const Verdict verdict = check_document(type.name, text, !first, first ? 0 : run.max_faults, checked);
-    if (warnings != nullptr) *warnings = checked.warnings;
+// Reports the findings of `text`, read from `label`: every error, or with
+// `first` only the one the export reports, and the warnings. Returns the
+// exit status of the document: 0 valid (with warnings too, unless the run
+// is strict), 1 refused, 2 when its type cannot be told or memory ran out.
+int report_checked(const Run &run, const std::string &label, const std::string &text, Verdict verdict,
+                   const Checked &checked) {
     if (verdict == Verdict::out_of_memory) {
         fprintf(stderr, "jsoncodec: %s: out of memory while checking the document\n", printable(label).c_str());
         return EXIT_USAGE;
     }
+    if (verdict == Verdict::untyped) {
+        fprintf(stderr, "jsoncodec: %s: cannot tell the document's type: %s; give --type TYPE, TYPE one of: ",
+                printable(label).c_str(), checked.why.c_str());
+        print_type_names(stderr);
+        fputs("\n", stderr);
+        return EXIT_USAGE;
+    }
     if (checked.faults.empty()) return 0;
     if (int status = show_faults(run, label, text, checked.faults); status != 0) return status;
-    if (checked.stopped)
-        fprintf(stderr, "jsoncodec: %s: the check stopped after %lu faults; --max-faults=N sets the limit (0: none)\n",
-                printable(label).c_str(), run.max_faults);
+    if (checked.left_out > 0)
+        fprintf(stderr, "jsoncodec: %s: %zu more findings are not shown; --max-faults=N sets the limit (0: none)\n",
+                printable(label).c_str(), checked.left_out);
     return verdict == Verdict::refused || (run.strict && checked.warnings > 0) ? EXIT_REFUSED : 0;
 }
 
@@ -520,32 +448,19 @@ int convert_file(const Run &run, const char *path) {
         const int status = show_faults(run, label, in.text, {nul_fault(in.text)});
         return status != 0 ? status : EXIT_REFUSED;
     }
-    const RootType *type = run.type != nullptr ? run.type : detect_type(in.text, label);
-    if (type == nullptr) return EXIT_USAGE;
-    if (run.command == Command::check) return report_document(run, label, in.text, *type, run.first);
-
-    char errbuf[ERRBUF_SIZE];
+    const std::string_view type = run.type != nullptr ? run.type->name : "";
+    Checked checked;
+    if (run.command == Command::check) {
+        const Verdict verdict =
+            check_document(in.text, CheckOptions{type, run.first, run.first ? 0 : run.max_faults}, checked);
+        return report_checked(run, label, in.text, verdict, checked);
+    }
     char *json = nullptr;
-    if (type->convert(in.text.c_str(), &json, run.compact ? 0 : 1, errbuf, sizeof errbuf) != RMQC_OK) {
-        std::free(json);
-        // The checker's first fault is the export's, now with its place.
-        int status = report_document(run, label, in.text, *type, true);
-        if (status == 0) {  // the checker ran where the export ran out of memory
-            fprintf(stderr, "%s: %.*s\n", printable(label).c_str(), static_cast<int>(strcspn(errbuf, "\n")), errbuf);
-            status = EXIT_REFUSED;
-        }
-        return status;
-    }
+    const Verdict verdict = format_document(in.text, type, run.compact, &json, checked);
     const std::unique_ptr<char, decltype(&std::free)> owned(json, &std::free);
-    // The document is valid. Its canonical text holds as many keys as it
-    // does unless format drops properties its type does not know: only then
-    // is the walk needed, to find and report them.
-    size_t unknown = 0;
-    if (count_keys(in.text) != count_keys(json)) {
-        const int status = report_document(run, label, in.text, *type, true, &unknown);
-        if (status == EXIT_USAGE) return status;
-    }
-    return put_formatted(run, path, file, in.text, json, unknown);
+    const int status = report_checked(run, label, in.text, verdict, checked);
+    if (verdict != Verdict::valid || status == EXIT_USAGE) return status;
+    return put_formatted(run, path, file, in.text, json, checked.warnings);
 }
 
 int print_schema(const char *type_name, bool strict) {

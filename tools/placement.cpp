@@ -15,6 +15,8 @@
 #include <map>
 #include <string>
 
+#include <jansson.h>
+
 #include "json_text.h"
 
 namespace tool {
@@ -92,72 +94,145 @@ const char *visit(const char *p, const char *end, uint32_t depth, Target &target
     }
 }
 
-// The offset of jansson's line and column (1-based; a column of 0, which
-// jansson gives before the first character of a line, is taken as 1).
-size_t offset_of(std::string_view text, int32_t line, int32_t column) {
-    const size_t length = text.size();
-    size_t at = 0;
-    for (int32_t l = 1; l < line && at < length; ++at)
-        if (text[at] == '\n') ++l;
-    for (int32_t c = 1; c < column && at < length && text[at] != '\n'; ++c) {
-        ++at;
-        while (at < length && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80) ++at;
-    }
-    return at;
-}
-
 }  // namespace
 
-size_t count_keys(std::string_view text) {
-    const char *p = text.data();
-    const char *end = p + text.size();
-    size_t keys = 0;
-    // Outside the strings already passed, every quote opens one.
-    while ((p = static_cast<const char *>(std::memchr(p, '"', static_cast<size_t>(end - p)))) != nullptr &&
-           (p = pass_string(p, end)) != nullptr)
-        if (*skip_blanks(p) == ':') ++keys;
-    return keys;
-}
-
-// Places every fault, sorts them by place (faults at one place keep the
-// walk's order) and gives each its line and column in one sweep. A fault
-// whose value the reading did not reach is placed at the deepest value on
-// its pointer that it did.
-void place_faults(std::string_view text, std::vector<Fault> &faults) {
+void place_by_pointer(std::string_view text, std::vector<PointerPlace> &places) {
     const size_t length = text.size();
     Target root;
     std::vector<Target *> targets;
-    for (const Fault &fault : faults) {
+    targets.reserve(places.size());
+    for (const PointerPlace &place : places) {
         Target *target = &root;
-        std::vector<std::string> segments = segments_of(fault.pointer);
-        for (size_t i = 0; i + (fault.missing ? 1 : 0) < segments.size(); ++i) {
+        std::vector<std::string> segments = segments_of(std::string(place.pointer));
+        for (size_t i = 0; i + (place.missing ? 1 : 0) < segments.size(); ++i) {
             Target *parent = target;
             target = &parent->children[segments[i]];
             target->parent = parent;
         }
         targets.push_back(target);
     }
-    // The text is a std::string's, so a NUL follows it, as the reading needs.
     const char *begin = text.data();
     const char *start = skip_blanks(begin);  // the whole document: its first character
     if (start < begin + length) visit(start, begin + length, 1, root);
-    for (size_t i = 0; i < faults.size(); ++i) {
-        if (faults[i].parse_line != 0) {
-            faults[i].offset = offset_of(text, faults[i].parse_line, faults[i].parse_column);
-            continue;
-        }
+    for (size_t i = 0; i < places.size(); ++i) {
         const Target *target = targets[i];
-        const char *place = faults[i].at_key && target->key != nullptr ? target->key : nullptr;
+        const char *place = places[i].at_key && target->key != nullptr ? target->key : nullptr;
         while (place == nullptr && target != nullptr) {
             place = target->place;
             target = target->parent;
         }
-        faults[i].offset = static_cast<size_t>((place != nullptr ? place : start) - begin);
+        places[i].offset = static_cast<size_t>((place != nullptr ? place : start) - begin);
     }
-    std::stable_sort(faults.begin(), faults.end(), [](const Fault &a, const Fault &b) { return a.offset < b.offset; });
-    size_t at = 0, line = 1, column = 1;
+}
+
+namespace {
+
+bool is_word(char c) {
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '-' || c == '+' ||
+           c == '.';
+}
+
+bool is_structural(char c) {
+    return c == '{' || c == '}' || c == '[' || c == ']' || c == ':' || c == ',' || c == '"' || is_blank(c);
+}
+
+// Where the lexical token at `at` ends, and whether it is a string that is
+// closed. A string ends past its closing quote, or at the control character
+// or end of text that cuts it; a word (a number or literal) at its last
+// letter, digit or sign; a run of other bytes (a byte-order mark, stray
+// UTF-8) before the next structural character; anything else is one byte.
+size_t lex_end(std::string_view text, size_t at, bool *closed = nullptr) {
+    const size_t length = text.size();
+    if (closed != nullptr) *closed = true;
+    if (at >= length) return length;
+    const char c = text[at];
+    if (c == '"') {
+        size_t i = at + 1;
+        while (i < length && text[i] != '"' && static_cast<unsigned char>(text[i]) >= 0x20)
+            i += text[i] == '\\' && i + 1 < length && static_cast<unsigned char>(text[i + 1]) >= 0x20 ? 2 : 1;
+        if (i < length && text[i] == '"') return i + 1;
+        if (closed != nullptr) *closed = false;
+        return i;
+    }
+    size_t i = at + 1;
+    if (is_word(c)) {
+        while (i < length && is_word(text[i])) ++i;
+    } else if (!is_structural(c)) {
+        while (i < length && !is_structural(text[i]) && !is_word(text[i])) ++i;
+    }
+    return i;
+}
+
+}  // namespace
+
+size_t token_end(std::string_view text, size_t offset) { return lex_end(text, offset); }
+
+Span syntax_span(std::string_view text, int code, size_t position) {
+    const size_t length = text.size();
+    position = std::min(position, length);
+    Span span;
+    // The token that holds the last byte jansson read.
+    size_t start = 0, end = 0;
+    bool closed = true;
+    for (size_t at = 0; at < length;) {
+        while (at < length && is_blank(text[at])) ++at;
+        if (at >= length) break;
+        end = lex_end(text, at, &closed);
+        start = at;
+        if (end >= position) break;
+        at = end;
+    }
+    switch (code) {
+        case json_error_premature_end_of_input: span.offset = span.end = length; return span;
+        case json_error_invalid_utf8:
+            span.offset = position;
+            span.end = std::min(position + 1, length);
+            return span;
+        case json_error_null_character: {
+            const size_t escape = text.substr(start, end - start).find("\\u0000");
+            if (escape != std::string_view::npos) {
+                span.offset = start + escape;
+                span.end = span.offset + 6;
+                return span;
+            }
+            break;
+        }
+        default:
+            // A string cut by a control character: the character itself.
+            if (!closed && text[start] == '"' && position >= end && end < length) {
+                span.offset = end;
+                span.end = end + 1;
+                return span;
+            }
+            break;
+    }
+    if (start >= length || position == 0) start = std::min(position, length);
+    span.offset = start;
+    span.end = std::max(start, std::min(lex_end(text, start), length));
+    return span;
+}
+
+void count_lines(std::string_view text, std::vector<Fault> &faults) {
+    struct Mark {
+        size_t offset;
+        size_t *line;
+        size_t *column;
+    };
+    std::vector<Mark> marks;
+    auto mark = [&](Span &span) {
+        marks.push_back({span.offset, &span.line, &span.column});
+        marks.push_back({span.end, &span.end_line, &span.end_column});
+    };
     for (Fault &fault : faults) {
-        for (; at < fault.offset; ++at) {
+        mark(fault.span);
+        for (Note &note : fault.notes)
+            if (note.placed) mark(note.span);
+    }
+    std::sort(marks.begin(), marks.end(), [](const Mark &a, const Mark &b) { return a.offset < b.offset; });
+    size_t at = 0, line = 1, column = 1;
+    for (const Mark &m : marks) {
+        const size_t offset = std::min(m.offset, text.size());
+        for (; at < offset; ++at) {
             if (text[at] == '\n') {
                 ++line;
                 column = 1;
@@ -165,8 +240,8 @@ void place_faults(std::string_view text, std::vector<Fault> &faults) {
                 ++column;  // the first byte of a character
             }
         }
-        fault.line = line;
-        fault.column = column;
+        *m.line = line;
+        *m.column = column;
     }
 }
 

@@ -117,12 +117,12 @@ json_t *string_value(const std::string &text) {
 const char *severity_name(const Fault &fault) { return fault.severity == Severity::warning ? "warning" : "error"; }
 
 // The kinds of finding, the rules of the SARIF log.
-struct Rule {
+struct RuleText {
     const char *id;
     const char *level;
     const char *description;
 };
-constexpr Rule RULES[] = {
+constexpr RuleText RULES[] = {
     {"invalid-json", "error", "The text is not one well-formed JSON document (or it holds a NUL byte)."},
     {"missing-property", "error", "A required property of the record type is absent."},
     {"invalid-value", "error",
@@ -132,17 +132,13 @@ constexpr Rule RULES[] = {
      "A property that is not part of its record type: the decoder ignores it, and format drops it."},
 };
 
-size_t rule_of(const Fault &fault) {
-    if (fault.severity == Severity::warning) return 3;
-    if (fault.parse_line != 0) return 0;
-    return fault.missing ? 1 : 2;
-}
+size_t rule_of(const Fault &fault) { return static_cast<size_t>(fault.rule); }
 
 // The message with its hint as a question, for the outputs without notes.
 std::string message_with_hint(const Fault &fault) {
     std::string text = fault.message;
     if (!fault.hint.empty()) text += " (did you mean '" + fault.hint + "'?)";
-    if (!fault.note.empty()) text += " (" + fault.note + ")";
+    for (const Note &note : fault.notes) text += " (" + note.message + ")";
     return text;
 }
 
@@ -219,21 +215,23 @@ void print_faults(FILE *to, std::string_view label, std::string_view text, const
     // found by going on from the line of the one before.
     size_t start = 0, end = std::min(text.find('\n'), text.size());
     for (const Fault &fault : faults) {
-        const size_t place = std::min(fault.offset, text.size());
+        const size_t place = std::min(fault.span.offset, text.size());
         while (place > end) {
             start = end + 1;
             end = std::min(text.find('\n', start), text.size());
         }
         const bool warning = fault.severity == Severity::warning;
-        fprintf(to, "%s%s:%zu:%zu:%s %s%s:%s %s\n", bold, name.c_str(), fault.line, fault.column, plain,
+        fprintf(to, "%s%s:%zu:%zu:%s %s%s:%s %s\n", bold, name.c_str(), fault.span.line, fault.span.column, plain,
                 colour ? (warning ? MAGENTA : RED) : "", warning ? "warning" : "error", plain, fault.message.c_str());
-        print_source(to, text, start, end, place, fault.line, colour);
+        print_source(to, text, start, end, place, fault.span.line, colour);
         if (!fault.hint.empty())
-            fprintf(to, "%s%s:%zu:%zu:%s %snote:%s did you mean '%s'?\n", bold, name.c_str(), fault.line, fault.column,
-                    plain, colour ? CYAN : "", plain, fault.hint.c_str());
-        if (!fault.note.empty())
-            fprintf(to, "%s%s:%zu:%zu:%s %snote:%s %s\n", bold, name.c_str(), fault.line, fault.column, plain,
-                    colour ? CYAN : "", plain, fault.note.c_str());
+            fprintf(to, "%s%s:%zu:%zu:%s %snote:%s did you mean '%s'?\n", bold, name.c_str(), fault.span.line,
+                    fault.span.column, plain, colour ? CYAN : "", plain, fault.hint.c_str());
+        for (const Note &note : fault.notes) {
+            const Span &at = note.placed ? note.span : fault.span;
+            fprintf(to, "%s%s:%zu:%zu:%s %snote:%s %s\n", bold, name.c_str(), at.line, at.column, plain,
+                    colour ? CYAN : "", plain, note.message.c_str());
+        }
     }
 }
 
@@ -241,15 +239,16 @@ bool append_faults(json_t *array, const std::string &label, const std::vector<Fa
     for (const Fault &fault : faults) {
         json_t *item = json_object();
         // The _new setters take the value over even when they fail.
-        bool failed = item == nullptr || json_array_append_new(array, item) != 0 ||
-                      json_object_set_new(item, "file", string_value(label)) != 0 ||
-                      json_object_set_new(item, "line", json_integer(static_cast<json_int_t>(fault.line))) != 0 ||
-                      json_object_set_new(item, "column", json_integer(static_cast<json_int_t>(fault.column))) != 0 ||
-                      json_object_set_new(item, "severity", json_string(severity_name(fault))) != 0 ||
-                      json_object_set_new(item, "path", string_value(fault.pointer)) != 0 ||
-                      json_object_set_new(item, "status", json_integer(fault.status)) != 0 ||
-                      json_object_set_new(item, "message", string_value(fault.message)) != 0 ||
-                      (!fault.hint.empty() && json_object_set_new(item, "hint", string_value(fault.hint)) != 0);
+        bool failed =
+            item == nullptr || json_array_append_new(array, item) != 0 ||
+            json_object_set_new(item, "file", string_value(label)) != 0 ||
+            json_object_set_new(item, "line", json_integer(static_cast<json_int_t>(fault.span.line))) != 0 ||
+            json_object_set_new(item, "column", json_integer(static_cast<json_int_t>(fault.span.column))) != 0 ||
+            json_object_set_new(item, "severity", json_string(severity_name(fault))) != 0 ||
+            json_object_set_new(item, "path", string_value(fault.pointer)) != 0 ||
+            json_object_set_new(item, "status", json_integer(fault.status)) != 0 ||
+            json_object_set_new(item, "message", string_value(fault.message)) != 0 ||
+            (!fault.hint.empty() && json_object_set_new(item, "hint", string_value(fault.hint)) != 0);
         if (failed) return false;
     }
     return true;
@@ -262,14 +261,14 @@ namespace tool {
 bool append_sarif_results(json_t *results, const std::string &label, const std::vector<Fault> &faults) {
     const std::string uri = uri_of(label);
     for (const Fault &fault : faults) {
-        const Rule &rule = RULES[rule_of(fault)];
+        const RuleText &rule = RULES[rule_of(fault)];
         // json_pack takes the "o" values over, also when it fails.
         json_t *result = json_pack("{s:s, s:I, s:s, s:{s:o}, s:[{s:{s:{s:s}, s:{s:I, s:I}}}]}",             //
                                    "ruleId", rule.id, "ruleIndex", static_cast<json_int_t>(&rule - RULES),  //
                                    "level", rule.level, "message", "text", string_value(message_with_hint(fault)),
                                    "locations", "physicalLocation", "artifactLocation", "uri", uri.c_str(),  //
-                                   "region", "startLine", static_cast<json_int_t>(fault.line),               //
-                                   "startColumn", static_cast<json_int_t>(fault.column));
+                                   "region", "startLine", static_cast<json_int_t>(fault.span.line),          //
+                                   "startColumn", static_cast<json_int_t>(fault.span.column));
         if (result == nullptr || json_array_append_new(results, result) != 0) return false;
     }
     return true;
@@ -277,7 +276,7 @@ bool append_sarif_results(json_t *results, const std::string &label, const std::
 
 json_t *sarif_log(json_t *results, const char *version) {
     json_t *rules = json_array();
-    for (const Rule &rule : RULES) {
+    for (const RuleText &rule : RULES) {
         json_t *entry = json_pack("{s:s, s:{s:s}, s:{s:s}}", "id", rule.id, "shortDescription", "text",
                                   rule.description, "defaultConfiguration", "level", rule.level);
         if (rules == nullptr) {
@@ -300,8 +299,8 @@ json_t *sarif_log(json_t *results, const char *version) {
 void print_workflow_commands(FILE *to, const std::string &label, const std::vector<Fault> &faults) {
     const std::string file = workflow_escaped(printable(label), true);
     for (const Fault &fault : faults)
-        fprintf(to, "::%s file=%s,line=%zu,col=%zu::%s\n", severity_name(fault), file.c_str(), fault.line, fault.column,
-                workflow_escaped(message_with_hint(fault), false).c_str());
+        fprintf(to, "::%s file=%s,line=%zu,col=%zu::%s\n", severity_name(fault), file.c_str(), fault.span.line,
+                fault.span.column, workflow_escaped(message_with_hint(fault), false).c_str());
 }
 
 }  // namespace tool

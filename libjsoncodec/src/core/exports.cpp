@@ -109,8 +109,12 @@ int32_t decode_document(const TypeDesc &type, void *out, const char *json, char 
         bounded_format(detail, sizeof detail, "JSON parsing error: %s in %s line: %d col: %d\n", error.text,
                        error.source, error.line, error.column);
         report_error(detail, RMQC_ERR_DECODE, errbuf, errlen, &root, 0, nullptr);
-        if (log != nullptr)
-            log->add(Fault{RMQC_ERR_DECODE, errlen != 0 ? errbuf : "", "", false, nullptr, error.line, error.column});
+        if (log != nullptr) {
+            Fault fault{RMQC_ERR_DECODE, errlen != 0 ? errbuf : "", "", false, nullptr, error.line, error.column};
+            fault.parse_code = json_error_code(&error);
+            fault.parse_position = error.position;
+            log->add(fault);
+        }
         return RMQC_ERR_DECODE;
     }
 

@@ -28,6 +28,21 @@ struct Fault {
     // not part of its record's type, which ignores it. The place is its key;
     // the hint, a property of the type within two edits.
     bool unknown_property = false;
+    // Not a finding of its own but a note of the finding before it: a fault
+    // of the closest member of a union that matched none, the full text of
+    // that member's line where the union's line cut it, or what a union's
+    // discriminator may name.
+    bool note = false;
+    // The bytes [begin, end) of the token the fault names (its key, for an
+    // unknown property; the opening brace of the object that lacks a missing
+    // property), when the walk read the text itself; -1 when only the
+    // pointer places it.
+    int64_t begin = -1;
+    int64_t end = -1;
+    // A text that does not parse: jansson's error code and the byte where it
+    // stopped (else 0 and -1).
+    int32_t parse_code = 0;
+    int64_t parse_position = -1;
 };
 
 // Receives the faults of a walk, in the order the walk meets them. The
