@@ -51,7 +51,6 @@ struct Found {
 // Copies each finding the walk reports; a note joins the finding before it.
 class Collector final : public jsoncodec::FaultLog {
   public:
-    explicit Collector(bool every) : FaultLog(every) { unknown_properties = true; }
     void add(const jsoncodec::Fault &fault) override {
         if (out_of_memory) return;
         try {
@@ -89,12 +88,12 @@ class Collector final : public jsoncodec::FaultLog {
             }
         } catch (const std::bad_alloc &) {
             out_of_memory = true;
-            every_fault = false;
+            halted = true;
         }
     }
     // The walk starts again from the document's start: what it found so far
     // is found again.
-    void discard() { found.clear(); }
+    void discard() override { found.clear(); }
 
     std::vector<Found> found;
     bool out_of_memory = false;
@@ -230,8 +229,8 @@ Told tell_type(const std::string &text) {
 // The finding of a text that does not parse, told as the export of `root`
 // would tell it, or without the type's name when there is no root.
 Verdict syntax_fault(const std::string &text, const Root *root, Checked &out) {
-    Collector log(false);
-    jsoncodec::check_walk(*(root != nullptr ? root : &roots[0])->desc, text.c_str(), log);
+    Collector log;
+    jsoncodec::check_walk(*(root != nullptr ? root : &roots[0])->desc, text.c_str(), log, jsoncodec::WalkMode{});
     if (log.out_of_memory) return Verdict::out_of_memory;
     if (log.found.empty() || log.found.front().parse_position < 0) return Verdict::untyped;  // jansson reads it
     log.found.resize(1);
@@ -294,8 +293,9 @@ Verdict check_document(const std::string &text, const CheckOptions &options, Che
             root = told.root;
         }
         out.type = root->name;
-        Collector log(!options.first);
-        const bool valid = jsoncodec::check_walk(*root->desc, text.c_str(), log) == RMQC_OK;
+        Collector log;
+        const jsoncodec::WalkMode mode{.every_fault = !options.first, .unknown_properties = true};
+        const bool valid = jsoncodec::check_text(*root->desc, text.c_str(), log, mode) == RMQC_OK;
         if (log.out_of_memory) return Verdict::out_of_memory;
         place(text, log.found, out);
         keep_first(out, options.limit);

@@ -287,7 +287,6 @@ TEST(EngineDecode, FailedDecodeLeavesWhatItBuiltReachableAndFlagged) {
 // unknown key misspells. Stopping at the first, it reports that one alone.
 TEST(EngineCheck, EveryFaultWithItsPointerAndHint) {
     struct Log final : FaultLog {
-        explicit Log(bool every) : FaultLog(every) {}
         void add(const Fault &f) override {
             seen.push_back(f.pointer + std::string(f.missing ? " missing" : "") +
                            (f.hint ? std::string(" ") + f.hint : ""));
@@ -316,20 +315,21 @@ TEST(EngineCheck, EveryFaultWithItsPointerAndHint) {
     for (const auto &row : rows) {
         SCOPED_TRACE(row.json);
         for (bool every : {true, false}) {
-            Log log(every);
-            EXPECT_EQ(check_walk(row.type, row.json.c_str(), log), 202);
+            Log log;
+            EXPECT_EQ(check_walk(row.type, row.json.c_str(), log, {.every_fault = every}), 202);
             EXPECT_EQ(log.seen, every ? row.faults : std::vector<std::string>{row.faults[0]});
         }
     }
 }
 
-// Asked for, the properties no record type knows come after the faults, as
-// warnings at their keys with the nearest property name: in every record
-// decoded, a failed list element's included, and in a union the member that
-// decoded; a union that matched nothing has no member to ask.
+// Asked for, the properties no record type knows are warned of as the walk
+// meets them (through jansson's tree, after each record's own properties),
+// at their keys with the nearest property name: in every record decoded, a
+// failed list element's included, and in a union the member that decoded,
+// its path told from the document's root; a union that matched nothing has
+// no member to ask.
 TEST(EngineCheck, UnknownPropertiesAreWarnedOfWithTheNearestName) {
     struct Log final : FaultLog {
-        Log() : FaultLog(true) { unknown_properties = true; }
         void add(const Fault &f) override {
             if (!f.unknown_property) {
                 seen.push_back("fault " + std::string(f.pointer));
@@ -347,11 +347,12 @@ TEST(EngineCheck, UnknownPropertiesAreWarnedOfWithTheNearestName) {
     } rows[] = {
         {sample_desc,
          R"({"title":"t","Title":1,"amount":1,"core":{"mode":"week","flgs":true},"items":[{"label":"a","wieght":2},{"lable":"b"}],"x/~":0})",
-         {"fault /items/1/label", "<sample>: property 'Title' is not part of 'sample' and is ignored @/Title title",
-          "<sample>: property 'x/~' is not part of 'sample' and is ignored @/x~1~0",
-          "<sample>.core: property 'flgs' is not part of 'inner' and is ignored @/core/flgs flag",
+         {"<sample>.core: property 'flgs' is not part of 'inner' and is ignored @/core/flgs flag",
           "<sample>.items[0]: property 'wieght' is not part of 'item' and is ignored @/items/0/wieght weight",
-          "<sample>.items[1]: property 'lable' is not part of 'item' and is ignored @/items/1/lable label"}},
+          "fault /items/1/label",
+          "<sample>.items[1]: property 'lable' is not part of 'item' and is ignored @/items/1/lable label",
+          "<sample>: property 'Title' is not part of 'sample' and is ignored @/Title title",
+          "<sample>: property 'x/~' is not part of 'sample' and is ignored @/x~1~0"}},
         {holder_desc,
          R"({"pick":{"u":{"w":"a","z":1,"xyzzy":"b"}}})",
          {"<holder>.pick.u: property 'xyzzy' is not part of 'beta' and is ignored @/pick/u/xyzzy"}},
@@ -360,7 +361,7 @@ TEST(EngineCheck, UnknownPropertiesAreWarnedOfWithTheNearestName) {
     for (const auto &row : rows) {
         SCOPED_TRACE(row.json);
         Log log;
-        check_walk(row.type, row.json.c_str(), log);
+        check_walk(row.type, row.json.c_str(), log, {.every_fault = true, .unknown_properties = true});
         EXPECT_EQ(log.seen, row.seen);
     }
 }

@@ -26,13 +26,16 @@ inline const jsoncodec::TypeDesc &table_of(const ErasedRoot &root) {
     std::abort();
 }
 
-// What a checking walk reports: each fault's line and pointer, in the order
-// the walk meets them.
+// What a checking walk reports: each finding's line and pointer, in the
+// order the walk meets them; a walk that starts again forgets them.
 struct RecordedFaults final : jsoncodec::FaultLog {
-    explicit RecordedFaults(bool every) : FaultLog(every) {}
     void add(const jsoncodec::Fault &fault) override {
         lines.emplace_back(fault.message);
         pointers.emplace_back(fault.pointer);
+    }
+    void discard() override {
+        lines.clear();
+        pointers.clear();
     }
     std::vector<std::string> lines, pointers;
 };

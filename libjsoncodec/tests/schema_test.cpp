@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <jansson.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -161,13 +162,19 @@ TEST(Decode, RefusedDocumentsNameTheirPlace) {
         EXPECT_EQ(d.status, RMQC_ERR_DECODE);
         EXPECT_EQ(d.line, r.line);
         EXPECT_EQ(d.tree, nullptr);
-        // The checking walk's first fault is the export's, whether it goes on or not.
+        // The checking walk's first fault is the export's, whether it goes on or
+        // not; the reader's walk, in document order, finds it among the others.
         for (bool every : {false, true}) {
-            RecordedFaults log(every);
-            EXPECT_EQ(jsoncodec::check_walk(table_of(r.root), r.json.c_str(), log), RMQC_ERR_DECODE);
+            RecordedFaults log;
+            EXPECT_EQ(jsoncodec::check_walk(table_of(r.root), r.json.c_str(), log, {.every_fault = every}),
+                      RMQC_ERR_DECODE);
             ASSERT_FALSE(log.lines.empty());
             EXPECT_EQ(log.lines[0], r.line);
             EXPECT_TRUE(every || log.lines.size() == 1);
+            RecordedFaults read;
+            EXPECT_EQ(jsoncodec::check_text(table_of(r.root), r.json.c_str(), read, {.every_fault = every}),
+                      RMQC_ERR_DECODE);
+            EXPECT_NE(std::find(read.lines.begin(), read.lines.end(), r.line), read.lines.end());
         }
     }
 }

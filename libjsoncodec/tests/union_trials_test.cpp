@@ -26,7 +26,8 @@ std::string decode(const Document &doc, const json_t *value, UnionTrials trials,
     void *tree = nullptr;
     uint32_t matches = 0;
     injector.arm(k);
-    const int32_t status = decode_record(*type, value, &tree, nullptr, 0, line.data(), errlen, &root, &matches, trials);
+    const int32_t status =
+        decode_record(*type, value, &tree, nullptr, 0, line.data(), errlen, &root, &matches, {.trials = trials});
     injector.disarm();
     std::string seen = std::to_string(status) + ", " + std::to_string(matches) + " matches: " + line.c_str();
     if (status == RMQC_OK) seen.append("\n").append(encoded(*doc.root, tree, 0));

@@ -103,14 +103,28 @@ enum class UnionTrials : uint8_t {
 
 class FaultLog;
 
+// How a decoding walk goes: its modes, in one place.
+struct WalkMode {
+    // Whether the walk goes on after a decoding fault with the next property
+    // or element, as if the faulty value had been absent; otherwise it stops
+    // at the first, exactly as the exports do.
+    bool every_fault = false;
+    // Whether each property that its record's type does not know is reported
+    // as a warning where the walk meets its key: in every record the walk
+    // decodes, and in a union the member that matched.
+    bool unknown_properties = false;
+    // How unions try their members.
+    UnionTrials trials = UnionTrials::Fast;
+};
+
 // Decodes the JSON object `value` into a record of `type`: a new one whose
 // address is stored at once in the pointer slot `out_new` when that is not
 // NULL, else the caller's storage `into`. Adds 1 to *match_count for every
 // property decoded. Returns 0 or the status of the first fault, which has
-// been reported (and logged to `log`, which may ask for every fault: see
+// been reported (and logged to `log`, the walk going on as `mode` says: see
 // faults.h); whatever was built stays reachable from the record.
 int32_t decode_record(const TypeDesc &type, const json_t *value, void *out_new, void *into, int32_t depth, char *errbuf,
-                      uint64_t errlen, path_node *path, uint32_t *match_count, UnionTrials trials = UnionTrials::Fast,
+                      uint64_t errlen, path_node *path, uint32_t *match_count, const WalkMode &mode = WalkMode{},
                       FaultLog *log = nullptr);
 
 // Encodes the record `src` of `type` into a new JSON object stored in *out.

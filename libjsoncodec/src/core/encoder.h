@@ -43,10 +43,6 @@
 
 namespace jsoncodec::detail {
 
-// A walk's outcome when its output gave up: nothing was reported, and the
-// record is to be encoded through jansson's tree, which decides.
-inline constexpr int32_t GAVE_UP = -1;
-
 template <class Output>
 class EncodeWalk {
   public:

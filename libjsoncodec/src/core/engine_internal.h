@@ -49,17 +49,35 @@ inline constexpr const char *enum_head = "String based enum fails to match one o
 inline constexpr const char *enum_tail = " ]. ";
 }  // namespace text
 
+// A walk's outcome when its source or output gave up: the text is not one
+// the one-pass reader reads as jansson does, or the record holds a text the
+// direct writer cannot write; what the walk found is dropped, and jansson's
+// path decides.
+inline constexpr int32_t GAVE_UP = -1;
+
 // Room for any generic detail text: the longest shape plus two names.
 inline constexpr size_t DETAIL_SIZE = 512;
 // The private buffers of a union trial.
 inline constexpr uint64_t TRIAL_BUFFER_SIZE = 256;
 
+// The most levels of a fault's place in record order (see FaultSink::order):
+// deeper than any chain of records the schema nests.
+inline constexpr uint32_t ORDER_DEPTH = 32;
+
 // Where a walk's faults go: the caller's buffer, which takes the diagnostic
-// line, and the log of a checking walk (NULL otherwise).
+// line (no text when `len` is 0), and the log of a checking walk (NULL
+// otherwise); and, for the log, where the fault is: the token's bytes in the
+// text when the walk reads the text itself, and its place in record order,
+// the positions of the properties and elements that lead to it (which ranks
+// the faults of a union's member as a walk in record order meets them).
 struct FaultSink {
     char *buf;
     uint64_t len;
     FaultLog *log = nullptr;
+    int64_t begin = -1;
+    int64_t end = -1;
+    const uint32_t *order = nullptr;
+    uint32_t order_length = 0;
 };
 
 // Passes a fault just written into the sink's buffer on to its log, with the
@@ -75,7 +93,7 @@ void log_fault(FaultSink sink, int32_t code, path_node *path, int32_t index, con
                                                          const char *name, const char *detail, bool missing = false,
                                                          const char *hint = nullptr) {
     report_error(detail, code, sink.buf, sink.len, path, index, name);
-    if (sink.log != nullptr) log_fault(sink, code, path, index, name, missing, hint);
+    if (sink.log != nullptr && sink.log->wants_faults) log_fault(sink, code, path, index, name, missing, hint);
     return code;
 }
 
@@ -97,15 +115,9 @@ void log_fault(FaultSink sink, int32_t code, path_node *path, int32_t index, con
 // names the property.
 int32_t report_enum(int32_t code, FaultSink sink, path_node *node, const EnumDesc &allowed, const char *text);
 
-// After a fault of `status` (not 0) in a sequence of values whose first
-// fault so far is `first`: 0 when the walk goes on to report the next (a
-// checking walk that wants every fault does after a decoding fault, leaving
-// the value as if absent), else the status to return, the first fault's.
-inline int32_t stop_after(FaultSink sink, int32_t status, int32_t &first) {
-    if (first == RMQC_OK) first = status;
-    if (status == RMQC_ERR_DECODE && sink.log != nullptr && sink.log->every_fault) return RMQC_OK;
-    return first;
-}
+// Reports to the sink's log the warning that `key` is not a property of
+// `type`, whose record `path` names, at the key.
+void report_unknown(FaultSink sink, const TypeDesc &type, const char *key, path_node *path);
 
 template <class F>
 inline F &at(void *record, uint32_t offset) {

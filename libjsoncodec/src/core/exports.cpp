@@ -85,9 +85,9 @@ char *serialise(const json_t *value, size_t flags) {
 }
 
 // rmqc_json_to_<T>, with or without the one-pass reader's attempt first; a
-// checking walk goes through jansson and reports to its log as well.
+// walk with a log reports to it as `mode` says.
 int32_t decode_document(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen, bool fast,
-                        FaultLog *log = nullptr) {
+                        FaultLog *log = nullptr, const WalkMode &mode = WalkMode{}) {
     path_node root = root_node(type.name);
     uint32_t match_count = 0;
     if (errbuf == nullptr) errlen = 0;  // no buffer, no text
@@ -96,9 +96,19 @@ int32_t decode_document(const TypeDesc &type, void *out, const char *json, char 
         return report_error("Output parameter cannot be NULL", RMQC_ERR_BAD_ARGS, errbuf, errlen, &root, 0, nullptr);
 
     void *tree = nullptr;
-    if (fast && json != nullptr && read_record_text(type, json, &tree)) {
-        store_pointer(out, tree);
-        return RMQC_OK;
+    if (fast && json != nullptr) {
+        // With a log, the reader's walk counts only when it decodes in full:
+        // jansson's path gives the status, the line and the first fault of
+        // any other text, as for the exports.
+        if (log == nullptr ? read_record_text(type, json, &tree)
+                           : read_record_logged(type, json, &tree, errbuf, errlen, *log, mode) == RMQC_OK) {
+            store_pointer(out, tree);
+            return RMQC_OK;
+        }
+        if (log != nullptr) {
+            log->discard();
+            if (errlen != 0) errbuf[0] = '\0';
+        }
     }
 
     json_error_t error;
@@ -118,12 +128,7 @@ int32_t decode_document(const TypeDesc &type, void *out, const char *json, char 
         return RMQC_ERR_DECODE;
     }
 
-    int32_t status =
-        decode_record(type, document, out, nullptr, 0, errbuf, errlen, &root, &match_count, UnionTrials::Fast, log);
-    if (log != nullptr && log->unknown_properties) {
-        path_node record = root_node(type.name);
-        if (void *decoded = load_pointer(out)) report_unknown_properties(type, decoded, document, &record, *log);
-    }
+    int32_t status = decode_record(type, document, out, nullptr, 0, errbuf, errlen, &root, &match_count, mode, log);
     if (status != RMQC_OK) {
         free_export(type, load_pointer(out));
         store_pointer(out, nullptr);
@@ -176,12 +181,30 @@ int32_t decode_export_through_jansson(const TypeDesc &type, void *out, const cha
     return decode_document(type, out, json, errbuf, errlen, false);
 }
 
-int32_t check_walk(const TypeDesc &type, const char *json, FaultLog &log) {
+int32_t check_walk(const TypeDesc &type, const char *json, FaultLog &log, const WalkMode &mode) {
     char line[FAULT_LINE_SIZE];
     void *tree = nullptr;
-    int32_t status = decode_document(type, &tree, json, line, sizeof line, false, &log);
+    int32_t status = decode_document(type, &tree, json, line, sizeof line, false, &log, mode);
     free_export(type, tree);
     return status;
+}
+
+int32_t check_text(const TypeDesc &type, const char *json, FaultLog &log, const WalkMode &mode) {
+    // The reader's walk visits properties in document order: a walk that
+    // stops at its first fault would stop at another fault than the export's
+    // first, which is first in record order. That walk goes through jansson.
+    if (json != nullptr && mode.every_fault) {
+        char line[FAULT_LINE_SIZE];
+        const int32_t status = check_record_text(type, json, line, sizeof line, log, mode);
+        if (status != detail::GAVE_UP) return status;
+        log.discard();
+    }
+    return check_walk(type, json, log, mode);
+}
+
+int32_t decode_logged(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen, FaultLog &log,
+                      const WalkMode &mode) {
+    return decode_document(type, out, json, errbuf, errlen, true, &log, mode);
 }
 
 int32_t encode_export(const TypeDesc &type, const void *src, char **out_json, char *errbuf, uint64_t errlen,

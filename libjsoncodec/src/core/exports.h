@@ -25,6 +25,19 @@ int32_t decode_export_through_jansson(const TypeDesc &type, void *out, const cha
 // and *tree untouched.
 bool read_record_text(const TypeDesc &type, const char *json, void **tree);
 
+// The same, reporting to `log` as `mode` asks; returns the walk's status, or
+// GAVE_UP (-1) when the reader leaves the text to jansson. Nothing is kept
+// of a tree that did not decode.
+int32_t read_record_logged(const TypeDesc &type, const char *json, void **tree, char *errbuf, uint64_t errlen,
+                           FaultLog &log, const WalkMode &mode);
+
+// The checking walk of the reader: no records, every finding to `log`.
+// Returns the walk's status, or GAVE_UP when the reader leaves the text to
+// jansson, which is then to check it; what the walk reported is to be
+// dropped then.
+int32_t check_record_text(const TypeDesc &type, const char *json, char *errbuf, uint64_t errlen, FaultLog &log,
+                          const WalkMode &mode);
+
 // rmqc_json_from_<T>; `null_output_message` is the export's own text for a
 // NULL `out_json`. The encoding walker writes the text straight from the
 // record (write_text), and reports any fault it finds in the record; only a

@@ -33,6 +33,9 @@ struct Fault {
     // that member's line where the union's line cut it, or what a union's
     // discriminator may name.
     bool note = false;
+    // The line in full, where `message` is a union's line that the library's
+    // fixed length cut; NULL when the message is whole.
+    const char *full = nullptr;
     // The bytes [begin, end) of the token the fault names (its key, for an
     // unknown property; the opening brace of the object that lacks a missing
     // property), when the walk read the text itself; -1 when only the
@@ -43,22 +46,25 @@ struct Fault {
     // stopped (else 0 and -1).
     int32_t parse_code = 0;
     int64_t parse_position = -1;
+    // The place in record order (see FaultSink), within the walk that found
+    // it.
+    const uint32_t *order = nullptr;
+    uint32_t order_length = 0;
 };
 
-// Receives the faults of a walk, in the order the walk meets them. The
+// Receives the findings of a walk, in the order the walk meets them. The
 // texts live until add() returns.
 class FaultLog {
   public:
-    explicit FaultLog(bool every) : every_fault(every) {}
     virtual void add(const Fault &fault) = 0;
-    // Whether the walk goes on after a decoding fault; otherwise it stops at
-    // the first, exactly as the exports do. add() may clear it to stop the
-    // walk at the fault it is given.
-    bool every_fault;
-    // Whether the properties that no record type knows are reported too, as
-    // warnings, after the walk's faults: those of every record the walk
-    // decoded, in a union the member that decoded.
-    bool unknown_properties = false;
+    // Forgets every finding so far: the walk starts again from the document's
+    // start (the one-pass reader left the text to jansson).
+    virtual void discard() {}
+    // Whether the log takes faults; one that keeps only warnings does not,
+    // and the walk spares it their texts.
+    bool wants_faults = true;
+    // Set by add() to stop the walk at the finding it is given.
+    bool halted = false;
 
   protected:
     ~FaultLog() = default;
@@ -68,10 +74,27 @@ class FaultLog {
 // the library makes.
 inline constexpr uint64_t FAULT_LINE_SIZE = 4096;
 
-// Decodes `json` as `type` through jansson, as rmqc_json_to_<T> does, and
-// reports its faults to `log`. The first fault reported and the status
-// returned are the export's. The tree is released.
-int32_t check_walk(const TypeDesc &type, const char *json, FaultLog &log);
+// The checking walk: decodes `json` as `type` and reports its findings to
+// `log` as `mode` asks, building no records. The text is read once by the
+// one-pass reader where it can read it, each finding with its token's bytes;
+// a text the reader leaves to jansson (one that does not parse, keys written
+// with escapes, \u0000, reals that could overflow) goes through jansson's
+// tree as the export's path does. The set of findings is the same either
+// way. Returns the export's status.
+int32_t check_text(const TypeDesc &type, const char *json, FaultLog &log, const WalkMode &mode);
+
+// The same walk through jansson's tree alone: the reference check_text is
+// held to, and the path of texts the reader leaves to jansson. The first
+// fault reported and the status returned are the export's. The tree it
+// decodes is released.
+int32_t check_walk(const TypeDesc &type, const char *json, FaultLog &log, const WalkMode &mode);
+
+// rmqc_json_to_<T> that also reports to `log` as `mode` asks (the unknown
+// properties, say, of a document that decodes): through the one-pass reader
+// where it decodes the text in full, else through jansson, which gives the
+// status, the line and the first fault.
+int32_t decode_logged(const TypeDesc &type, void *out, const char *json, char *errbuf, uint64_t errlen, FaultLog &log,
+                      const WalkMode &mode);
 
 // The allowed text nearest to `text` by edit distance, when within two
 // edits; a text that differs only in case counts as one edit. `best` and
@@ -87,11 +110,5 @@ struct Suggestion {
 
 // The line of an unknown property's warning, after the record's path.
 inline constexpr const char *UNKNOWN_PROPERTY = "property '%s' is not part of '%s' and is ignored";
-
-// Reports to `log` each property of the JSON object `object` that `type`
-// does not know, and so on down every record the walk decoded into
-// `record` (a union's tag says which member), `path` naming the record.
-void report_unknown_properties(const TypeDesc &type, const void *record, const json_t *object, path_node *path,
-                               FaultLog &log);
 
 }  // namespace jsoncodec

@@ -3,6 +3,7 @@
 // decides every refusal of the exports.
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 #include "codec.h"
 #include "decoder.h"
@@ -21,10 +22,15 @@ class JanssonTree {
     using Value = const json_t *;
     static bool absent(Value v) { return v == nullptr; }
     static bool is_object(Value v) { return v != nullptr && json_is_object(v); }
-    template <class F>
-    static int32_t properties(const TypeDesc &type, Value object, F &&f) {
+    template <class F, class U>
+    static int32_t properties(const TypeDesc &type, Value object, F &&f, U &&unknown) {
         for (uint32_t i = 0; i < type.field_count; ++i)
             if (int32_t status = f(i, json_object_get(object, type.fields[i].name))) return status;
+        if constexpr (!std::is_null_pointer_v<std::remove_cvref_t<U>>) {
+            each_key(object, [&](const char *key) {
+                if (!has_property(type, key)) unknown(key, Place{});
+            });
+        }
         return RMQC_OK;
     }
     static Value member(Value object, const char *name) { return json_object_get(object, name); }
@@ -47,6 +53,8 @@ class JanssonTree {
         std::memcpy(*copy, text, length + 1);
         return Copy::Done;
     }
+    static Copy check_string(Value v) { return json_is_string(v) ? Copy::Done : Copy::NotString; }
+    static Place place(Value) { return Place{}; }
     static bool boolean(Value v, int32_t *out) {
         if (!json_is_boolean(v)) return false;
         *out = json_is_true(v) ? 1 : 0;
@@ -75,9 +83,9 @@ class JanssonTree {
 }  // namespace
 
 int32_t decode_record(const TypeDesc &type, const json_t *value, void *out_new, void *into, int32_t depth, char *errbuf,
-                      uint64_t errlen, path_node *path, uint32_t *match_count, UnionTrials trials, FaultLog *log) {
+                      uint64_t errlen, path_node *path, uint32_t *match_count, const WalkMode &mode, FaultLog *log) {
     JanssonTree tree;
-    return Walk<JanssonTree>(tree, FaultSink{errbuf, errlen, log}, trials)
+    return Walk<JanssonTree>(tree, FaultSink{errbuf, errlen, log}, mode)
         .record(type, value, out_new, into, depth, path, match_count);
 }
 

@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <type_traits>
 
 #include "decoder.h"
 #include "exports.h"
@@ -82,7 +83,7 @@ class TextTree {
   public:
     using Value = const char *;
 
-    explicit TextTree(const char *end) : end_(end) {}
+    TextTree(const char *begin, const char *end) : begin_(begin), end_(end) {}
 
     const char *next() const { return next_; }
     bool gave_up() const { return gave_up_; }
@@ -90,10 +91,33 @@ class TextTree {
     static bool absent(Value v) { return v == nullptr; }
     static bool is_object(Value v) { return v != nullptr && *v == '{'; }
     static bool is_string(Value v) { return v != nullptr && *v == '"'; }
-    static const char *hint_text(Value) { return nullptr; }
 
-    template <class F>
-    int32_t properties(const TypeDesc &type, Value object, F &&f) {
+    // The bytes of the token at `v`: a string's or a scalar's whole, a
+    // container's opening bracket.
+    Place place(Value v) const {
+        if (v == nullptr) return Place{};
+        const char *end = v + 1;
+        if (*v == '"') {
+            end = pass_string(v, end_);
+            if (end == nullptr) end = end_;
+        } else if (*v != '{' && *v != '[') {
+            while (end < end_ && !is_blank(*end) && *end != ',' && *end != '}' && *end != ']') ++end;
+        }
+        return Place{v - begin_, end - begin_};
+    }
+
+    // The text of the string at `v`, for hints: NULL when it is not one or
+    // longer than any allowed text.
+    const char *hint_text(Value v) {
+        StringToken token;
+        if (!is_string(v) || !scan_string(v, end_, &token) || token.length > LONGEST_ENUM_TEXT) return nullptr;
+        unescape(token, hint_);
+        hint_[token.length] = '\0';
+        return hint_;
+    }
+
+    template <class F, class U>
+    int32_t properties(const TypeDesc &type, Value object, F &&f, U &&unknown) {
         Scope scope(*this);
         uint64_t seen = 0;
         uint32_t expected = 0;
@@ -121,14 +145,17 @@ class TextTree {
                 if (*p != ':') return refuse();
                 p = skip_blanks(p + 1);
                 if (i == NO_OFFSET) {
-                    if (!keys_.add(scope.mark, key) || (p = skip_value(p, end_, open_ + 1, &keys_)) == nullptr)
-                        return refuse();
+                    if (!keys_.add(scope.mark, key)) return refuse();
+                    if constexpr (!std::is_null_pointer_v<std::remove_cvref_t<U>>) {
+                        const Place at{key.chars - 1 - begin_, key.end - begin_};
+                        with_text(key, [&](const char *text) { unknown(text, at); });
+                    }
+                    if ((p = skip_value(p, end_, open_ + 1, &keys_)) == nullptr) return refuse();
                 } else {
                     if ((seen >> i & 1) != 0) return refuse();  // a repeated key
                     seen |= uint64_t{1} << i;
                     expected = i + 1;
-                    if (int32_t status = f(i, p)) return status;
-                    p = next_;
+                    if ((p = value(p, [&] { return f(i, p); })) == nullptr) return status_;
                 }
                 p = skip_blanks(p);
                 if (*p == '}') break;
@@ -188,6 +215,35 @@ class TextTree {
             if (k == token.length && candidate[k] == '\0') return true;
         }
         return false;
+    }
+
+    Copy check_string(Value v) {
+        StringToken token;
+        if (!is_string(v)) return Copy::NotString;
+        if (!scan_string(v, end_, &token)) {
+            gave_up_ = true;
+            return Copy::NotString;
+        }
+        next_ = token.end;
+        return Copy::Done;
+    }
+
+    // f(key) for each key of the object written without escapes, as far as
+    // the reader can read the object.
+    template <class F>
+    void each_key(Value object, F &&f) {
+        Scope scope(*this);
+        const char *p = skip_blanks(object + 1);
+        while (*p == '"') {
+            StringToken key;
+            if (!scan_string(p, end_, &key)) return;
+            if (!key.escaped) with_text(key, f);
+            p = skip_blanks(key.end);
+            if (*p != ':' || (p = skip_value(skip_blanks(p + 1), end_, open_ + 2, nullptr)) == nullptr) return;
+            p = skip_blanks(p);
+            if (*p != ',') return;
+            p = skip_blanks(p + 1);
+        }
     }
 
     Copy copy_string(Value v, char **copy) {
@@ -277,8 +333,8 @@ class TextTree {
             ++open_;
             for (size_t i = 0;; ++i) {
                 if (i == MAX_ARRAY_SZ) return refuse();  // counted as a list is read
-                if (int32_t status = f(i, p)) return status;
-                p = skip_blanks(next_);
+                if ((p = value(p, [&] { return f(i, p); })) == nullptr) return status_;
+                p = skip_blanks(p);
                 if (*p == ']') break;
                 if (*p != ',') return refuse();
                 p = skip_blanks(p + 1);
@@ -311,33 +367,88 @@ class TextTree {
         return RMQC_ERR_DECODE;
     }
 
-    const char *const end_;       // the text's NUL
+    // Reads the value at `p` with read(), which returns its status; past the
+    // value, or NULL with the status to return in status_. A value that
+    // read() reported a fault on without reading it (a walk that goes on
+    // past faults passes it over) is skipped.
+    template <class Read>
+    const char *value(const char *p, Read &&read) {
+        next_ = nullptr;
+        if ((status_ = read()) != RMQC_OK) return nullptr;
+        if (next_ != nullptr) return next_;
+        if (const char *past = skip_value(p, end_, open_ + 1, &keys_)) return past;
+        status_ = refuse();
+        return nullptr;
+    }
+
+    // f(text) with the key's text NUL-terminated (a key the reader keeps has
+    // no escape, so its characters are its text).
+    template <class F>
+    static void with_text(const StringToken &key, F &&f) {
+        char small[256];
+        char *text = key.length < sizeof small ? small : static_cast<char *>(std::malloc(key.length + 1));
+        if (text == nullptr) return;  // memory ran out: the key goes unreported
+        std::memcpy(text, key.chars, key.length);
+        text[key.length] = '\0';
+        f(static_cast<const char *>(text));
+        if (text != small) std::free(text);
+    }
+
+    const char *const begin_;  // the text's first byte
+    const char *const end_;    // the text's NUL
+    char hint_[LONGEST_ENUM_TEXT + 1];
+    int32_t status_ = RMQC_OK;    // the status value() stopped at
     const char *next_ = nullptr;  // past the last value read
     uint32_t open_ = 0;           // the objects and arrays open around the position
     KeySet keys_;                 // the keys of those objects that no property claims
     bool gave_up_ = false;
 };
 
+// One walk of the reader over `json` as `type`, building the tree into
+// *tree (Builds) or nothing. Returns the walk's status, or GAVE_UP when the
+// reader leaves the text to jansson.
+template <bool Builds>
+int32_t read_text(const TypeDesc &type, const char *json, void **tree, FaultSink sink, const WalkMode &mode) {
+    const char *end = json + std::strlen(json);
+    const char *root = skip_blanks(json);
+    if (*root != '{') return GAVE_UP;
+    TextTree text(json, end);
+    path_node root_path = root_node(type.name);
+    uint32_t match_count = 0;
+    int32_t status =
+        Walk<TextTree, Builds>(text, sink, mode).record(type, root, tree, nullptr, 0, &root_path, &match_count);
+    // Nothing but blanks may follow the root.
+    if (text.gave_up() || (text.next() != nullptr && *skip_blanks(text.next()) != '\0')) return GAVE_UP;
+    return status;
+}
+
 }  // namespace
 
 bool read_record_text(const TypeDesc &type, const char *json, void **tree) {
-    const char *end = json + std::strlen(json);
-    const char *root = skip_blanks(json);
-    if (*root != '{') return false;
-    TextTree text(end);
-    path_node root_path = root_node(type.name);
-    uint32_t match_count = 0;
     void *record = nullptr;
-    int32_t status =
-        Walk<TextTree>(text, FaultSink{nullptr, 0}).record(type, root, &record, nullptr, 0, &root_path, &match_count);
-    // Nothing but blanks may follow the root.
-    if (status == RMQC_OK && *skip_blanks(text.next()) != '\0') status = RMQC_ERR_DECODE;
-    if (status != RMQC_OK) {
+    if (read_text<true>(type, json, &record, FaultSink{nullptr, 0}, WalkMode{}) != RMQC_OK) {
         free_export(type, record);
         return false;
     }
     *tree = record;
     return true;
+}
+
+int32_t read_record_logged(const TypeDesc &type, const char *json, void **tree, char *errbuf, uint64_t errlen,
+                           FaultLog &log, const WalkMode &mode) {
+    void *record = nullptr;
+    const int32_t status = read_text<true>(type, json, &record, FaultSink{errbuf, errlen, &log}, mode);
+    if (status != RMQC_OK) {
+        free_export(type, record);
+        return status;
+    }
+    *tree = record;
+    return RMQC_OK;
+}
+
+int32_t check_record_text(const TypeDesc &type, const char *json, char *errbuf, uint64_t errlen, FaultLog &log,
+                          const WalkMode &mode) {
+    return read_text<false>(type, json, nullptr, FaultSink{errbuf, errlen, &log}, mode);
 }
 
 }  // namespace jsoncodec
