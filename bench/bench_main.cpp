@@ -22,6 +22,9 @@
 // untimed) run on the 1 MB, 10 MB and 60 MB policies and the single actions
 // as repetitions in random interleaved order, a secondary table. The
 // summary ends with the targets, met or not.
+//
+// With --write-documents DIR the program writes the documents of the
+// whole-process rows of scripts/bench to DIR instead (documents.h).
 #include <benchmark/benchmark.h>
 #include <jansson.h>
 #include <malloc.h>
@@ -38,6 +41,7 @@
 #include <vector>
 
 #include "alloc_count.h"
+#include "documents.h"
 #include "exports.h"
 #include "generator.h"
 #include "interleaved.h"
@@ -515,6 +519,9 @@ void register_benchmarks() {
 
 int main(int argc, char **argv) {
     using namespace bench;
+    // jsoncodec_bench --write-documents DIR: the documents of the
+    // whole-process rows (documents.h), and nothing else.
+    if (argc == 3 && std::strcmp(argv[1], "--write-documents") == 0) return write_documents(argv[2], SEED);
     // Before any JSON value exists: jansson allocates through the counters.
     install_jansson_hook();
     // Repetitions in random interleaved order unless the command line says
