@@ -1,6 +1,7 @@
 // The documents of a run and their findings (see documents.h).
 #include "documents.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <new>
 #include <utility>
@@ -31,7 +32,7 @@ int one_document(Output &output, Tally &tally, const char *path, const std::func
 
 int for_each_document(const Settings &settings, bool folders, Output &output, Tally &tally,
                       const std::function<int(const char *path)> &each) {
-    // Findings are written a character at a time; standard error is
+    // Findings are written a piece at a time; standard error is fully
     // buffered and flushed after each document.
     setvbuf(stderr, nullptr, _IOFBF, BUFSIZ);
     int status = 0;
