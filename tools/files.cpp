@@ -1,19 +1,20 @@
-// Reading whole inputs, and the rewriting of format -i (see files.h).
+// Reading whole inputs, the files below folders, and the rewriting of
+// format -i (see files.h).
 #include "files.h"
 
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <new>
-
-#include "report.h"
 
 namespace tool {
 namespace {
@@ -52,8 +53,16 @@ class SignalsHeld {
     sigset_t old_;
 };
 
-void refuse(const char *path, const char *why) {
-    fprintf(stderr, "jsoncodec: cannot rewrite '%s': %s; it is left untouched\n", printable(path).c_str(), why);
+std::string quoted(const char *path) { return std::string("'") + path + "'"; }
+
+bool refuse(const char *path, const char *reason, std::string &why) {
+    why = "cannot rewrite " + quoted(path) + ": " + reason + "; it is left untouched";
+    return false;
+}
+
+bool fail(const char *what, const char *path, int error, std::string &why) {
+    why = std::string(what) + " " + quoted(path) + ": " + strerror(error);
+    return false;
 }
 
 bool write_all(int fd, std::string_view text) {
@@ -67,12 +76,8 @@ bool write_all(int fd, std::string_view text) {
     return true;
 }
 
-}  // namespace
-
-Rewritable::~Rewritable() {
-    if (fd >= 0) close(fd);  // opened for reading only: nothing is lost if this fails
-}
-
+// Reads the file descriptor `fd` to its end, or to its first NUL byte.
+// Returns 0, or the errno of the failure.
 int read_all(int fd, Input &in) {
     in = Input{};
     try {
@@ -102,38 +107,93 @@ int read_all(int fd, Input &in) {
     }
 }
 
-bool open_rewritable(const char *path, Rewritable &file) {
+// Whether `path` is the same file as standard input.
+bool is_standard_input(const char *path) {
+    struct stat input, named;
+    return fstat(STDIN_FILENO, &input) == 0 && stat(path, &named) == 0 && input.st_dev == named.st_dev &&
+           input.st_ino == named.st_ino;
+}
+
+}  // namespace
+
+Rewritable::~Rewritable() {
+    if (fd >= 0) close(fd);  // opened for reading only: nothing is lost if this fails
+}
+
+bool read_input(const char *path, Rewritable *rewritable, Input &in, std::string &why) {
+    int error;
+    if (rewritable != nullptr) {
+        if (!open_rewritable(path, *rewritable, why)) return false;
+        error = read_all(rewritable->fd, in);
+    } else if (path == nullptr) {
+        error = read_all(STDIN_FILENO, in);
+    } else {
+        const int fd = open(path, O_RDONLY | O_NOCTTY | O_CLOEXEC);
+        if (fd < 0) return fail("cannot open", path, errno, why);
+        error = read_all(fd, in);
+        close(fd);  // opened for reading only: nothing is lost if this fails
+    }
+    if (error != 0 && path == nullptr) why = std::string("cannot read standard input: ") + strerror(error);
+    if (error != 0 && path != nullptr) fail("cannot read", path, error, why);
+    return error == 0;
+}
+
+bool is_folder(const char *path) {
+    struct stat status;
+    return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+void add_json_files(const std::string &folder, std::vector<std::string> &files,
+                    std::vector<std::pair<std::string, std::string>> &failures) {
+    namespace fs = std::filesystem;
+    std::vector<std::string> found, pending{folder};
+    while (!pending.empty()) {
+        const std::string at = std::move(pending.back());
+        pending.pop_back();
+        std::error_code error;
+        for (fs::directory_iterator entry(at, error), end; !error && entry != end; entry.increment(error)) {
+            const std::string name = entry->path().filename().string();
+            std::error_code ignored;  // an entry whose kind cannot be told is skipped
+            if (name.starts_with('.')) continue;
+            // A link to a folder is not followed, so that no loop of links
+            // makes the walk endless.
+            if (entry->symlink_status(ignored).type() == fs::file_type::directory)
+                pending.push_back(entry->path().string());
+            else if (name.ends_with(".json") && entry->is_regular_file(ignored))
+                found.push_back(entry->path().string());
+        }
+        if (error) failures.emplace_back(at, "cannot read the folder " + quoted(at.c_str()) + ": " + error.message());
+    }
+    std::sort(found.begin(), found.end());
+    files.insert(files.end(), found.begin(), found.end());
+}
+
+bool open_rewritable(const char *path, Rewritable &file, std::string &why) {
+    if (is_standard_input(path)) return refuse(path, "it is standard input, which is never rewritten", why);
     const std::unique_ptr<char, decltype(&std::free)> target(realpath(path, nullptr), &std::free);
     // Not blocking: a FIFO is refused, not waited on. The flag does not
     // change how a regular file is read.
     file.fd = target != nullptr ? open(target.get(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC) : -1;
-    if (file.fd < 0 || fstat(file.fd, &file.status) != 0) {
-        fprintf(stderr, "jsoncodec: cannot open '%s': %s\n", printable(path).c_str(), strerror(errno));
-        return false;
-    }
+    if (file.fd < 0 || fstat(file.fd, &file.status) != 0) return fail("cannot open", path, errno, why);
     file.target = target.get();
-    char why[128];
-    if (!S_ISREG(file.status.st_mode)) {
-        refuse(path, "it is not a regular file");
-    } else if (file.status.st_nlink > 1) {
-        snprintf(why, sizeof why, "it has %ju hard links, and a new file would leave the other names with the old text",
+    char reason[128];
+    if (!S_ISREG(file.status.st_mode)) return refuse(path, "it is not a regular file", why);
+    if (file.status.st_nlink > 1) {
+        snprintf(reason, sizeof reason,
+                 "it has %ju hard links, and a new file would leave the other names with the old text",
                  static_cast<uintmax_t>(file.status.st_nlink));
-        refuse(path, why);
-    } else if (faccessat(AT_FDCWD, file.target.c_str(), W_OK, AT_EACCESS) != 0) {
-        snprintf(why, sizeof why, "you may not write it (%s)", strerror(errno));
-        refuse(path, why);
-    } else {
-        return true;
+        return refuse(path, reason, why);
     }
-    return false;
+    if (faccessat(AT_FDCWD, file.target.c_str(), W_OK, AT_EACCESS) != 0) {
+        snprintf(reason, sizeof reason, "you may not write it (%s)", strerror(errno));
+        return refuse(path, reason, why);
+    }
+    return true;
 }
 
-bool replace_file(const char *path, const Rewritable &file, std::string_view text) {
+bool replace_file(const char *path, const Rewritable &file, std::string_view text, std::string &why) {
     const size_t folder = file.target.rfind('/') + 1;  // realpath() names start with '/'
-    if (folder + sizeof TEMP_PATTERN > sizeof temp_path) {
-        fprintf(stderr, "jsoncodec: cannot rewrite '%s': %s\n", printable(path).c_str(), strerror(ENAMETOOLONG));
-        return false;
-    }
+    if (folder + sizeof TEMP_PATTERN > sizeof temp_path) return fail("cannot rewrite", path, ENAMETOOLONG, why);
     int fd;
     {
         SignalsHeld held;
@@ -142,10 +202,7 @@ bool replace_file(const char *path, const Rewritable &file, std::string_view tex
         fd = mkstemp(temp_path);
         temp_live = fd >= 0;
     }
-    if (fd < 0) {
-        fprintf(stderr, "jsoncodec: cannot rewrite '%s': %s\n", printable(path).c_str(), strerror(errno));
-        return false;
-    }
+    if (fd < 0) return fail("cannot rewrite", path, errno, why);
     // The owner first: a change of owner clears the set-user-ID and
     // set-group-ID bits the mode may hold.
     int error = 0;
@@ -161,15 +218,13 @@ bool replace_file(const char *path, const Rewritable &file, std::string_view tex
         temp_live = 0;
     }
     if (!owned) {
-        char why[160];
-        snprintf(why, sizeof why, "its owner and group (%ju:%ju) cannot be given to a new file (%s)",
+        char reason[160];
+        snprintf(reason, sizeof reason, "its owner and group (%ju:%ju) cannot be given to a new file (%s)",
                  static_cast<uintmax_t>(file.status.st_uid), static_cast<uintmax_t>(file.status.st_gid),
                  strerror(error));
-        refuse(path, why);
-    } else if (error != 0) {
-        fprintf(stderr, "jsoncodec: cannot rewrite '%s': %s\n", printable(path).c_str(), strerror(error));
+        return refuse(path, reason, why);
     }
-    return error == 0;
+    return error == 0 || fail("cannot rewrite", path, error, why);
 }
 
 void catch_signals() {

@@ -9,7 +9,9 @@
 # types: the parser refuses an integer out of range wherever it is. The
 # strict schemas (`schema --strict`) agree with `check --strict` the same
 # way. Then `check --format=sarif` over the examples is a valid SARIF 2.1.0
-# log (against the schema kept in third_party/) that says what --format=json says.
+# log (against the schema kept in third_party/) that says what --format=json
+# says, ends of regions included, with a notification for each file that
+# could not be checked.
 #
 # A document's type is the start of its file name (policy stands for
 # data_protection_policy). Documents the schema's data model cannot hold
@@ -40,6 +42,8 @@ assert len(ROOTS) >= 5, "the list of root types was not read"
 SHORT_NAMES = {short: name for name, short in ROOT_LIST}
 SARIF_SCHEMA = os.path.join(HERE, "..", "..", "third_party", "sarif-2.1.0", "sarif-2.1.0.json")
 TOOL = os.path.abspath(sys.argv[1])
+# What check says on standard error after the findings of a run.
+SUMMARY = re.compile(r"(jsoncodec: [0-9]+ (errors?|warnings?)( and [0-9]+ warnings?)? in [0-9]+( of [0-9]+)? files?\n)?")
 failed = 0
 
 
@@ -116,7 +120,7 @@ def compare(cases, what, strict=False):
                                 + (["--strict"] if strict else []), capture_output=True, text=True)
         refused = {fault["file"] for fault in json.loads(result.stdout or "null") or []
                    if strict or fault["severity"] == "error"}
-        if result.returncode != (1 if refused else 0) or not refused <= set(paths) or result.stderr:
+        if result.returncode != (1 if refused else 0) or not refused <= set(paths) or not SUMMARY.fullmatch(result.stderr):
             problems.append(f"check --type {root}: exit status {result.returncode}, {result.stderr[:500]}")
         judge = (strict_validators if strict else validators)[root]
         problems += [f"{cases[path][0]} as {root}: library {'refuses' if path in refused else 'accepts'} it"
@@ -171,11 +175,11 @@ with tempfile.TemporaryDirectory(prefix="jsoncodec-schema.") as work:
 def sarif_problems(files):
     with open(SARIF_SCHEMA, encoding="utf-8") as stream:
         sarif_schema = json.load(stream)
-    run = lambda form: subprocess.run([TOOL, "check", f"--format={form}", "--type", "data_protection_policy", *files],
+    run = lambda form: subprocess.run([TOOL, "check", f"--format={form}", *files],
                                       capture_output=True, text=True)
     sarif, plain = run("sarif"), run("json")
-    if (sarif.returncode, sarif.stderr) != (plain.returncode, plain.stderr):
-        return [f"exit status {sarif.returncode}, stderr {sarif.stderr!r}, not as with json"]
+    if (sarif.returncode, sarif.stderr) != (plain.returncode, plain.stderr) or sarif.returncode != 2:
+        return [f"exit status {sarif.returncode}, stderr {sarif.stderr!r}, not as with json, or not 2"]
     log, faults = json.loads(sarif.stdout), json.loads(plain.stdout)
     problems = [f"schema: {error.message[:300]} at {list(error.absolute_path)}" for error in
                 jsonschema.validators.validator_for(sarif_schema)(sarif_schema).iter_errors(log)]
@@ -184,17 +188,23 @@ def sarif_problems(files):
     rules = [rule["id"] for rule in driver["rules"]]
     if (driver["name"], only_run["columnKind"], len(set(rules))) != ("jsoncodec", "unicodeCodePoints", len(rules)):
         problems.append(f"driver {driver['name']}, columnKind {only_run['columnKind']}, rules {rules}")
-    expected = [(fault["severity"], fault["file"].replace(" ", "%20"), fault["line"], fault["column"], fault["message"])
-                for fault in faults]
+    expected = [(fault["severity"], fault["file"].replace(" ", "%20"), fault["line"], fault["column"], fault["endLine"],
+                 fault["endColumn"], fault["message"]) for fault in faults]
     found = [(result["level"], result["locations"][0]["physicalLocation"]["artifactLocation"]["uri"],
-              result["locations"][0]["physicalLocation"]["region"]["startLine"],
-              result["locations"][0]["physicalLocation"]["region"]["startColumn"],
+              *(result["locations"][0]["physicalLocation"]["region"][member]
+                for member in ("startLine", "startColumn", "endLine", "endColumn")),
               result["message"]["text"].split(" (did you mean")[0]) for result in results]
     problems += [f"result {f} where JSON has {e}" for e, f in zip(expected, found) if e != f]
     problems += [f"{len(found)} results for {len(expected)} faults"] if len(found) != len(expected) else []
     problems += [f"rule {result['ruleId']} at {result['ruleIndex']} of {rules}, level {result['level']}"
                  for result in results if rules[result["ruleIndex"]] != result["ruleId"]
                  or (result["level"] == "warning") != (result["ruleId"] == "unknown-property")]
+    (invocation,) = only_run["invocations"]
+    told = [(note["level"], note["locations"][0]["physicalLocation"]["artifactLocation"]["uri"])
+            for note in invocation["toolExecutionNotifications"]]
+    if (invocation["executionSuccessful"], invocation["exitCode"], told) != \
+            (False, 2, [("error", "missing.json"), ("error", "list.json")]):
+        problems.append(f"invocation {invocation}")
     return problems
 
 
@@ -204,6 +214,8 @@ with tempfile.TemporaryDirectory(prefix="jsoncodec-sarif.") as work:
     os.chdir(work)  # relative names, as a CI job gives them
     with open("a policy.json", "w", encoding="utf-8") as stream:
         stream.write('{"policyName": "p", "policyWorkflows": [{"workflowNam": "w"}]}\n')
-    problems = sarif_problems(["a policy.json", *examples])
+    with open("list.json", "w", encoding="utf-8") as stream:
+        stream.write('[]\n')
+    problems = sarif_problems(["a policy.json", "missing.json", *examples, "list.json"])
     verdict(problems, "--format=sarif is a valid SARIF 2.1.0 log with the findings of --format=json")
 sys.exit(1 if failed else 0)
