@@ -42,7 +42,8 @@ struct Found {
     Fault fault;
     bool missing = false;
     bool at_key = false;
-    int64_t begin = -1;  // the walk's own place, or -1: placed by the pointer
+    std::vector<uint32_t> order;  // an error's place in record order
+    int64_t begin = -1;           // the walk's own place, or -1: placed by the pointer
     int64_t end = -1;
     int32_t parse_code = 0;
     int64_t parse_position = -1;
@@ -73,6 +74,7 @@ class Collector final : public jsoncodec::FaultLog {
             copy.fault.pointer = fault.pointer;
             if (fault.hint != nullptr) copy.fault.hint = fault.hint;
             copy.missing = fault.missing;
+            if (!fault.unknown_property) copy.order.assign(fault.order, fault.order + fault.order_length);
             copy.at_key = fault.unknown_property;
             copy.begin = fault.begin;
             copy.end = fault.end;
@@ -197,7 +199,8 @@ Told tell_type(const std::string &text) {
     p = skip_blanks(p + 1);
     size_t keys = 0;
     if (*p != '}') {
-        for (std::string key;; ++keys) {
+        for (std::string key;;) {
+            ++keys;
             StringToken token;
             if (*p != '"' || !scan_string(p, end, &token)) return syntax();
             key.resize(token.length);
@@ -244,6 +247,18 @@ Verdict syntax_fault(const std::string &text, const Root *root, Checked &out) {
     }
     place(text, log.found, out);
     return Verdict::refused;
+}
+
+// Keeps, of the errors, only the first in record order, the one the export
+// reports (a walk in record order meets it first), and every warning.
+void keep_first_error(std::vector<Found> &found) {
+    const Found *first = nullptr;
+    for (const Found &f : found)
+        if (f.fault.severity == Severity::error && (first == nullptr || f.order < first->order)) first = &f;
+    std::vector<Found> kept;
+    for (Found &f : found)
+        if (f.fault.severity == Severity::warning || &f == first) kept.push_back(std::move(f));
+    found = std::move(kept);
 }
 
 // Keeps the first `limit` findings of the file.
@@ -294,9 +309,10 @@ Verdict check_document(const std::string &text, const CheckOptions &options, Che
         }
         out.type = root->name;
         Collector log;
-        const jsoncodec::WalkMode mode{.every_fault = !options.first, .unknown_properties = true};
+        const jsoncodec::WalkMode mode{.every_fault = true, .unknown_properties = true};
         const bool valid = jsoncodec::check_text(*root->desc, text.c_str(), log, mode) == RMQC_OK;
         if (log.out_of_memory) return Verdict::out_of_memory;
+        if (options.first) keep_first_error(log.found);
         place(text, log.found, out);
         keep_first(out, options.limit);
         if (!valid && out.errors == 0 && out.left_out == 0) return Verdict::out_of_memory;
@@ -309,21 +325,43 @@ Verdict check_document(const std::string &text, const CheckOptions &options, Che
 
 Verdict format_document(const std::string &text, std::string_view type, bool compact, char **json, Checked &out) {
     *json = nullptr;
-    Verdict verdict = check_document(text, CheckOptions{type, true, 0}, out);
-    if (verdict != Verdict::valid) return verdict;
-    const Root *root = find_root(out.type);
-    char errbuf[1024];
-    void *tree = nullptr;
-    int32_t status = jsoncodec::decode_export(*root->desc, &tree, text.c_str(), errbuf, sizeof errbuf);
-    if (status == RMQC_OK)
-        status = jsoncodec::encode_export(*root->desc, tree, json, errbuf, sizeof errbuf, compact ? 0 : 1, "");
-    jsoncodec::free_export(*root->desc, tree);
-    if (status != RMQC_OK) {
+    out = Checked{};
+    try {
+        const Root *root = nullptr;
+        if (!type.empty()) {
+            if ((root = find_root(type)) == nullptr) return Verdict::out_of_memory;
+        } else {
+            Told told = tell_type(text);
+            if (told.syntax) return syntax_fault(text, told.root, out);
+            if (told.root == nullptr) {
+                out.why = std::move(told.why);
+                return Verdict::untyped;
+            }
+            root = told.root;
+        }
+        out.type = root->name;
+        // One decode, which reports the unknown properties it passes over (or
+        // the export's first fault), and one encode.
+        Collector log;
+        char errbuf[jsoncodec::FAULT_LINE_SIZE];
+        void *tree = nullptr;
+        const jsoncodec::WalkMode mode{.every_fault = false, .unknown_properties = true};
+        int32_t status = jsoncodec::decode_logged(*root->desc, &tree, text.c_str(), errbuf, sizeof errbuf, log, mode);
+        if (status == RMQC_OK)
+            status = jsoncodec::encode_export(*root->desc, tree, json, errbuf, sizeof errbuf, compact ? 0 : 1, "");
+        jsoncodec::free_export(*root->desc, tree);
+        if (log.out_of_memory) status = RMQC_ERR_NOMEM;
+        place(text, log.found, out);
+        if (status == RMQC_OK) return Verdict::valid;
         std::free(*json);
         *json = nullptr;
+        return status == RMQC_ERR_DECODE && out.errors > 0 ? Verdict::refused : Verdict::out_of_memory;
+    } catch (const std::bad_alloc &) {
+        std::free(*json);
+        *json = nullptr;
+        out = Checked{};
         return Verdict::out_of_memory;
     }
-    return Verdict::valid;
 }
 
 }  // namespace tool

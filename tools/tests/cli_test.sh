@@ -78,7 +78,8 @@ printf '{"policyName": "p",\n  "policyWorkflows": [}\n' >"$work/cut.json"
 run 1 check "$several" --type data_protection_policy "$work/cut.json" && empty out &&
     grep -o '^[^ ]*:[0-9]*:[0-9]*: [a-z]*: .\{0,30\}' "$work/err" >"$work/places" &&
     p="<data_protection_policy>.polic" && is places "$(printf '%s\n' "$several:15:56: error: $p" \
-        "$several:15:56: note: did you mean 'snapshot'?" "$several:28:45: error: $p" \
+        "$several:15:56: note: did you mean 'snapshot'?" "$several:15:56: note: $p" \
+        "$several:15:56: note: 'abBackupSubtype' is one of: '" "$several:28:45: error: $p" \
         "$several:28:45: note: did you mean 'week'?" "$several:41:9: error: $p" "$several:42:76: error: $p" \
         "$several:46:31: error: $p" "$work/cut.json:2:23: error: <data_protection_policy>: JSON")"
 verdict "every fault in file order at its line and column, with hints"
@@ -175,9 +176,9 @@ sed 's/"abRetentionPeriod"/"abRetentionPeriode"/' "$mis" >"$work/periode.json"
 run 1 check "$work/periode.json" && has err "$work/periode.json:12:36: note: did you mean 'abRetentionPeriod'?"
 verdict "a missing property gets its note in an action kind that did not match too"
 
-run 1 check --type rule --first "$work/near.json" && count err ': error: ' 1 &&
-    count err ': warning: ' 1  # the walk stopped before the item
-verdict "--first stops at the first error, warnings after it unseen"
+run 1 check --type rule --first "$work/near.json" && count err ': error: ' 1 && has err "1:1: error: <rule>.ruleName" &&
+    count err ': warning: ' 2
+verdict "--first reports the export's first error alone, and every warning"
 
 # A warning is an error under --strict, as under a compiler's -Werror, in
 # every format; a document without warnings stays valid.

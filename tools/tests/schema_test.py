@@ -193,8 +193,10 @@ def sarif_problems(files):
     found = [(result["level"], result["locations"][0]["physicalLocation"]["artifactLocation"]["uri"],
               *(result["locations"][0]["physicalLocation"]["region"][member]
                 for member in ("startLine", "startColumn", "endLine", "endColumn")),
-              result["message"]["text"].split(" (did you mean")[0]) for result in results]
-    problems += [f"result {f} where JSON has {e}" for e, f in zip(expected, found) if e != f]
+              result["message"]["text"]) for result in results]
+    # The SARIF message is JSON's with the hint and the notes after it.
+    problems += [f"result {f} where JSON has {e}" for e, f in zip(expected, found)
+                 if e[:-1] != f[:-1] or not f[-1].startswith(e[-1])]
     problems += [f"{len(found)} results for {len(expected)} faults"] if len(found) != len(expected) else []
     problems += [f"rule {result['ruleId']} at {result['ruleIndex']} of {rules}, level {result['level']}"
                  for result in results if rules[result["ruleIndex"]] != result["ruleId"]
