@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <deque>
 #include <memory>
 #include <new>
 
@@ -74,7 +75,7 @@ class Collector final : public jsoncodec::FaultLog {
             copy.fault.pointer = fault.pointer;
             if (fault.hint != nullptr) copy.fault.hint = fault.hint;
             copy.missing = fault.missing;
-            if (!fault.unknown_property) copy.order.assign(fault.order, fault.order + fault.order_length);
+            if (keep_order && !fault.unknown_property) copy.order.assign(fault.order, fault.order + fault.order_length);
             copy.at_key = fault.unknown_property;
             copy.begin = fault.begin;
             copy.end = fault.end;
@@ -97,8 +98,11 @@ class Collector final : public jsoncodec::FaultLog {
     // is found again.
     void discard() override { found.clear(); }
 
-    std::vector<Found> found;
+    // A deque: a document can have hundreds of thousands of findings, and
+    // they stay where they were put as more come.
+    std::deque<Found> found;
     bool out_of_memory = false;
+    bool keep_order = false;  // keep each error's place in record order
 };
 
 bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
@@ -124,7 +128,7 @@ std::string parse_note(std::string_view text, int code, std::string_view message
 
 // Places every finding the walk reported, gives each its span, lines and
 // columns, and moves them into `out` in the order of their places.
-void place(const std::string &text, std::vector<Found> &found, Checked &out) {
+void place(const std::string &text, std::deque<Found> &found, Checked &out) {
     std::vector<PointerPlace> by_pointer;
     std::vector<size_t> which;
     for (size_t i = 0; i < found.size(); ++i) {
@@ -149,12 +153,17 @@ void place(const std::string &text, std::vector<Found> &found, Checked &out) {
             f.fault.span.end = static_cast<size_t>(f.end);
         }
     }
-    std::stable_sort(found.begin(), found.end(),
-                     [](const Found &a, const Found &b) { return a.fault.span.offset < b.fault.span.offset; });
+    // The reader's walk meets most findings in the order of their places:
+    // the findings are ordered by moving each once.
+    std::vector<size_t> order(found.size());
+    for (size_t i = 0; i < order.size(); ++i) order[i] = i;
+    auto by_place = [&](size_t a, size_t b) { return found[a].fault.span.offset < found[b].fault.span.offset; };
+    if (!std::is_sorted(order.begin(), order.end(), by_place)) std::stable_sort(order.begin(), order.end(), by_place);
     out.faults.reserve(found.size());
-    for (Found &f : found) {
-        (f.fault.severity == Severity::error ? out.errors : out.warnings) += 1;
-        out.faults.push_back(std::move(f.fault));
+    for (size_t i : order) {
+        Fault &fault = found[i].fault;
+        (fault.severity == Severity::error ? out.errors : out.warnings) += 1;
+        out.faults.push_back(std::move(fault));
     }
     found.clear();
     count_lines(text, out.faults);
@@ -251,11 +260,11 @@ Verdict syntax_fault(const std::string &text, const Root *root, Checked &out) {
 
 // Keeps, of the errors, only the first in record order, the one the export
 // reports (a walk in record order meets it first), and every warning.
-void keep_first_error(std::vector<Found> &found) {
+void keep_first_error(std::deque<Found> &found) {
     const Found *first = nullptr;
     for (const Found &f : found)
         if (f.fault.severity == Severity::error && (first == nullptr || f.order < first->order)) first = &f;
-    std::vector<Found> kept;
+    std::deque<Found> kept;
     for (Found &f : found)
         if (f.fault.severity == Severity::warning || &f == first) kept.push_back(std::move(f));
     found = std::move(kept);
@@ -309,6 +318,7 @@ Verdict check_document(const std::string &text, const CheckOptions &options, Che
         }
         out.type = root->name;
         Collector log;
+        log.keep_order = options.first;
         const jsoncodec::WalkMode mode{.every_fault = true, .unknown_properties = true};
         const bool valid = jsoncodec::check_text(*root->desc, text.c_str(), log, mode) == RMQC_OK;
         if (log.out_of_memory) return Verdict::out_of_memory;

@@ -44,6 +44,13 @@ bool is_escaped(long code) {
 }  // namespace
 
 Piece next_shown(std::string_view text, size_t &at, bool keep_tabs, char (&buffer)[12]) {
+    const auto byte = static_cast<unsigned char>(text[at]);
+    if (byte >= 0x20 && byte < 0x7F) {  // printable ASCII, the most of every text: one column
+        Piece piece;
+        piece.bytes = text.substr(at++, 1);
+        piece.width = 1;
+        return piece;
+    }
     long code = 0;
     const size_t length = decode(text, at, code);
     Piece piece;
@@ -82,7 +89,13 @@ std::string shown(std::string_view text, bool keep_tabs) {
     std::string out;
     out.reserve(text.size());
     char buffer[12];
-    for (size_t at = 0; at < text.size();) out.append(next_shown(text, at, keep_tabs, buffer).bytes);
+    for (size_t at = 0; at < text.size();) {
+        // Runs of printable ASCII go as they are.
+        size_t plain = at;
+        while (plain < text.size() && static_cast<unsigned char>(text[plain]) - 0x20u < 0x5Fu) ++plain;
+        out.append(text.substr(at, plain - at));
+        if ((at = plain) < text.size()) out.append(next_shown(text, at, keep_tabs, buffer).bytes);
+    }
     return out;
 }
 

@@ -95,8 +95,10 @@ class TextOutput final : public Output {
             const size_t here = at;
             const Piece piece = next_shown(bounded, at, true, buffer);
             line.append(piece.bytes);
-            if (at <= place)
-                padding.append(piece.tab ? std::string(1, '\t') : std::string(static_cast<size_t>(piece.width), ' '));
+            if (at <= place && piece.tab)
+                padding.push_back('\t');
+            else if (at <= place)
+                padding.append(static_cast<size_t>(piece.width), ' ');
             else if (marks.empty())
                 marks.append("^").append(static_cast<size_t>(std::max(piece.width - 1, 0)), '~');
             else if (here < stop)

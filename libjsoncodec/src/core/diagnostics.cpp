@@ -24,15 +24,36 @@ const char *status_fragment(int32_t code) {
     }
 }
 
-// Prints one node of the path as its index says; returns the full length.
+// The decimal digits of `value`.
+void append_number(BoundedText &text, uint32_t value) {
+    char digits[10];
+    int count = 0;
+    do {
+        digits[count++] = static_cast<char>('0' + value % 10);
+        value /= 10;
+    } while (value != 0);
+    while (count > 0) text.put(digits[--count]);
+}
+
+// Prints one node of the path as its index says ("<name>", ".name[]",
+// ".name", ".name[i]"); returns the full length. Written piece by piece:
+// a checking walk prints a path for every fault of a document.
 int print_node(char *buf, uint64_t room, const path_node *node) {
     const char *name = node->name != nullptr ? node->name : "";
+    BoundedText text(buf, room);
+    text.put(node->index == PATH_ROOT ? '<' : '.');
+    text.append(name);
     switch (node->index) {
-        case PATH_ROOT: return bounded_format(buf, room, "<%s>", name);
-        case PATH_ARRAY: return bounded_format(buf, room, ".%s[]", name);
-        case PATH_FIELD: return bounded_format(buf, room, ".%s", name);
-        default: return bounded_format(buf, room, ".%s[%u]", name, static_cast<unsigned>(node->index));
+        case PATH_ROOT: text.put('>'); break;
+        case PATH_ARRAY: text.append("[]"); break;
+        case PATH_FIELD: break;
+        default:
+            text.put('[');
+            append_number(text, static_cast<uint32_t>(node->index));
+            text.put(']');
+            break;
     }
+    return static_cast<int>(text.length());
 }
 
 }  // namespace
@@ -101,9 +122,8 @@ struct PointerText : BoundedText {
         if (index == PATH_ROOT || name == nullptr) return;
         segment(name);
         if (index >= 0) {
-            char digits[16];
-            std::snprintf(digits, sizeof digits, "%d", static_cast<int>(index));
-            segment(digits);
+            put('/');
+            append_number(*this, static_cast<uint32_t>(index));
         }
     }
     void chain(const path_node *node) {

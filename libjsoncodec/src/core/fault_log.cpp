@@ -16,16 +16,18 @@ namespace detail {
 void log_fault(FaultSink sink, int32_t code, path_node *path, int32_t index, const char *name, bool missing,
                const char *hint) {
     // Without room for the pointer the fault is placed at the whole document.
-    uint64_t length = format_pointer(nullptr, 0, path, index, name);
-    char *pointer = static_cast<char *>(std::malloc(length + 1));
-    if (pointer != nullptr) format_pointer(pointer, length + 1, path, index, name);
+    char near[512];
+    char *pointer = near;
+    const uint64_t length = format_pointer(near, sizeof near, path, index, name);
+    if (length >= sizeof near && (pointer = static_cast<char *>(std::malloc(length + 1))) != nullptr)
+        format_pointer(pointer, length + 1, path, index, name);
     Fault fault{code, sink.len != 0 ? sink.buf : "", pointer != nullptr ? pointer : "", missing, hint, 0, 0};
     fault.begin = sink.begin;
     fault.end = sink.end;
     fault.order = sink.order;
     fault.order_length = sink.order_length;
     sink.log->add(fault);
-    std::free(pointer);
+    if (pointer != near) std::free(pointer);
 }
 
 namespace {
