@@ -1,10 +1,16 @@
 // Differential harness: the exports' fast paths (the one-pass reader,
-// the direct writer) against jansson's paths, which decide every refusal.
+// the direct writer) against jansson's paths, which decide every refusal;
+// and the checking walk over the reader against the one over jansson's tree.
 // Each input, up to its first NUL byte, is decoded as every root type both
 // ways at a full and a short buffer length; every accepted tree is encoded both ways,
 // compact and pretty, as it is and damaged on purpose (missing and invalid
 // texts, out-of-range tags and counts). Status, line, *out, tree and text
-// must be equal; a divergence aborts with what differed.
+// must be equal. The two checking walks must report the same findings, as a
+// set (severity, line, pointer, note or not; the reader's own places at the
+// values their pointers name), the export's line among their errors, and
+// none when the export accepts the document. A divergence aborts with what
+// differed.
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +21,8 @@
 
 #include "action_schema.h"
 #include "exports.h"
+#include "faults.h"
+#include "placement.h"
 #include "policy_schema.h"
 #include "root_types.h"
 #include "rule_schema.h"
@@ -175,6 +183,73 @@ void damage_and_encode(const TypeDesc &type, void *tree, const Site &site, unsig
     std::memcpy(slot, saved, width);
 }
 
+// The findings of a checking walk, each as one comparable text, with the
+// places the walk gave them.
+struct Findings final : FaultLog {
+    struct Found {
+        std::string key;  // severity, note or not, pointer and line
+        std::string pointer;
+        bool missing, unknown;
+        int64_t begin;
+    };
+    void add(const Fault &f) override {
+        const char *kind = f.note ? "note" : f.unknown_property ? "warning" : "error";
+        found.push_back({std::string(kind) + " " + f.pointer + " " + f.message + (f.hint ? f.hint : ""), f.pointer,
+                         f.missing, f.unknown_property, f.begin});
+    }
+    void discard() override { found.clear(); }
+    std::vector<std::string> keys() const {
+        std::vector<std::string> all;
+        for (const Found &f : found) all.push_back(f.key);
+        std::sort(all.begin(), all.end());
+        return all;
+    }
+    std::vector<Found> found;
+};
+
+std::string joined(const std::vector<std::string> &lines) {
+    std::string all;
+    for (const std::string &line : lines) all += line + "\n";
+    return all;
+}
+
+// The checking walk over the reader against the one over jansson's tree;
+// `export_status` and `export_line` are the export's outcome.
+void check_both_ways(const TypeDesc &type, const std::string &text, int32_t export_status,
+                     const std::string &export_line) {
+    const WalkMode mode{.every_fault = true, .unknown_properties = true};
+    Findings read, walked;
+    const int32_t read_status = check_text(type, text.c_str(), read, mode);
+    const int32_t walked_status = check_walk(type, text.c_str(), walked, mode);
+    require(read_status == walked_status && read_status == export_status, "checking status", type,
+            std::to_string(read_status), std::to_string(walked_status));
+    require(read.keys() == walked.keys(), "findings", type, joined(read.keys()), joined(walked.keys()));
+    bool has_line = false, has_error = false;
+    for (const Findings::Found &f : read.found) {
+        const bool error = f.key.starts_with("error ");
+        has_error = has_error || error;
+        has_line = has_line || (error && f.key.find(export_line) != std::string::npos);
+    }
+    require(has_error == (export_status != 0), "an error finding where the export accepts, or none where it refuses",
+            type, joined(read.keys()));
+    require(export_status == 0 || has_line, "the export's line among the findings", type, export_line,
+            joined(read.keys()));
+    // Where the reader placed a finding, the place its pointer names.
+    std::vector<tool::PointerPlace> places;
+    std::vector<int64_t> begins;
+    for (const Findings::Found &f : read.found) {
+        if (f.begin < 0) continue;
+        places.push_back({f.pointer, f.missing, f.unknown});
+        begins.push_back(f.begin);
+    }
+    if (places.empty()) return;
+    tool::place_by_pointer(text, places);
+    for (size_t i = 0; i < places.size(); ++i)
+        require(static_cast<int64_t>(places[i].offset) == begins[i], "a finding's place", type,
+                std::string(places[i].pointer) + " at " + std::to_string(begins[i]),
+                "its pointer at " + std::to_string(places[i].offset));
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -192,6 +267,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
                         (fast.out == &sentinel) == (slow.out == &sentinel) &&
                         (fast.out == nullptr) == (slow.out == nullptr),
                     "decoding", *type, fast.line, slow.line);
+            if (errlen == 4096) check_both_ways(*type, text.c_str(), fast.status, fast.line.c_str());
             if (fast.status == 0) {
                 require(same_record(*type, fast.out, slow.out), "tree", *type);
                 if (errlen == 4096) {

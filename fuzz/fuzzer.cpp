@@ -14,11 +14,11 @@
 //     input with at most the properties the schema does not know left out.
 //     Both texts decode again, to trees that encode to the same two texts:
 //     the first encoding is the document's normal form.
-//   - The tool's checker (the library's checking walk, its faults placed in
+//   - The tool's checker (the library's checking walk, its findings placed in
 //     the text) refuses what the export refuses. With --first it reports
 //     exactly the export's fault; going on, that fault among others, each
-//     inside the text, in text order, at the line and column of its offset.
-//     Its warnings (the properties no record type knows) are placed at keys.
+//     a span inside the text, in text order, at the line and column of its
+//     offset. Its warnings (the properties no record type knows) span keys.
 #include <jansson.h>
 
 #include <algorithm>
@@ -144,22 +144,24 @@ void check_faults(const std::string &input, const Call &full) {
     const std::string text = input.c_str();  // up to the first NUL, as the export reads it
     std::string line = full.line;
     if (!line.empty() && line.back() == '\n') line.pop_back();
-    for (bool every : {false, true}) {
+    for (bool first : {true, false}) {
         tool::Checked checked;
-        const tool::Verdict verdict = tool::check_document(FUZZ_TEXT(JSONCODEC_FUZZ_ROOT), text, every, 0, checked);
+        const tool::Verdict verdict =
+            tool::check_document(text, tool::CheckOptions{FUZZ_TEXT(JSONCODEC_FUZZ_ROOT), first, 0}, checked);
         const bool refused = verdict == tool::Verdict::refused;
         require(verdict != tool::Verdict::out_of_memory && refused == (full.status != RMQC_OK),
                 "the checker and the export disagree", line);
         const std::vector<tool::Fault> &faults = checked.faults;
-        require(every || faults.size() - checked.warnings == (refused ? 1u : 0u), "--first gives other than one error",
-                line);
+        require(!first || checked.errors == (refused ? 1u : 0u), "--first gives other than one error", line);
         bool has_export_fault = !refused;
         for (size_t i = 0; i < faults.size(); ++i) {
             const tool::Fault &fault = faults[i];
-            require(fault.offset <= text.size() && (i == 0 || faults[i - 1].offset <= fault.offset),
-                    "a fault is placed outside the text or out of order", fault.message);
+            const tool::Span &span = fault.span;
+            require(span.offset <= span.end && span.end <= text.size() &&
+                        (i == 0 || faults[i - 1].span.offset <= span.offset),
+                    "a finding is placed outside the text or out of order", fault.message);
             size_t at_line = 1, at_column = 1;
-            for (size_t at = 0; at < fault.offset; ++at) {
+            for (size_t at = 0; at < span.offset; ++at) {
                 if (text[at] == '\n') {
                     ++at_line;
                     at_column = 1;
@@ -167,10 +169,13 @@ void check_faults(const std::string &input, const Call &full) {
                     ++at_column;
                 }
             }
-            require(fault.line == at_line && fault.column == at_column,
-                    "a fault's line and column are not its offset's", fault.message);
-            require(fault.severity == tool::Severity::error || (fault.status == RMQC_OK && text[fault.offset] == '"'),
+            require(span.line == at_line && span.column == at_column,
+                    "a finding's line and column are not its offset's", fault.message);
+            require(fault.severity == tool::Severity::error ||
+                        (fault.status == RMQC_OK && text[span.offset] == '"' && text[span.end - 1] == '"'),
                     "a warning is not placed at a key", fault.message);
+            require(fault.rule == tool::Rule::invalid_json || span.end > span.offset,
+                    "a schema finding's span is empty", fault.message);
             has_export_fault = has_export_fault || line == fault.message;
         }
         require(has_export_fault, "the export's fault is not among the checker's", line);

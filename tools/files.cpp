@@ -81,6 +81,12 @@ bool write_all(int fd, std::string_view text) {
 int read_all(int fd, Input &in) {
     in = Input{};
     try {
+        // A regular file is read into a block of its size (and one read more,
+        // which sees its end): a block grown by doubling would hold the text
+        // twice while it moves.
+        struct stat status;
+        if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0)
+            in.text.reserve(static_cast<size_t>(status.st_size) + CHUNK);
         for (;;) {
             const size_t length = in.text.size();
             in.text.resize(length + CHUNK);

@@ -4,6 +4,7 @@
 // diagnostic line itself (path, fragments, cutting).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
@@ -363,6 +364,59 @@ TEST(EngineCheck, UnknownPropertiesAreWarnedOfWithTheNearestName) {
         Log log;
         check_walk(row.type, row.json.c_str(), log, {.every_fault = true, .unknown_properties = true});
         EXPECT_EQ(log.seen, row.seen);
+    }
+}
+
+// The checking walk over the text (one reading, no records) reports what
+// the walk over jansson's tree reports, each finding at the bytes of its
+// token: a value, a key, the brace of an object that lacks a property. A
+// union's closest member is the one that decoded the most before its first
+// fault in record order, however the document orders its properties; that
+// fault is the union's, the member's others its notes.
+TEST(EngineCheck, TheReadersWalkFindsTheSameAtEachToken) {
+    struct Log final : FaultLog {
+        void add(const Fault &f) override {
+            std::string kind = f.note ? "note" : f.unknown_property ? "warning" : "error";
+            seen.push_back(kind + " " + f.pointer + " " + f.message);
+            std::string where = f.begin < 0 ? "" : std::to_string(f.begin) + "-" + std::to_string(f.end);
+            places.push_back(kind + " " + f.pointer + " " + where);
+        }
+        void discard() override { seen.clear(), places.clear(); }
+        std::vector<std::string> seen, places;
+    };
+    const std::string closest = "<holder>.pick.u: JSON decode error. No match for union, closest failure: ";
+    const struct {
+        const TypeDesc &type;
+        std::string json;
+        std::vector<std::string> places;  // of the reader's walk, in its order
+        std::string first;                // the first finding's line, ranked in record order
+    } rows[] = {
+        // alpha decodes x before failing at y; beta fails at w before z.
+        {holder_desc,
+         R"({"pick":{"u":{"z":1,"y":"wek","w":2,"x":"a"}}})",
+         {"error /pick/u/y 24-29"},
+         closest + "<alpha>.y: JSON decode error. " + period_message},
+        {holder_desc,
+         R"({"pick":{"u":{"y":"wek","x":5}}})",
+         {"error /pick/u/x 28-29", "note /pick/u/y 18-23"},
+         closest + "<alpha>.x: JSON decode error. Expected a string as specified in schema."},
+        {sample_desc,
+         R"({"title":"t","amount":"1","core":{"flag":true},"zz":[1]})",
+         {"error /amount 22-25", "error /core/mode 33-34", "warning /zz 47-51"},
+         "<sample>.amount: JSON decode error. Expected property to be an integer as specified in schema."},
+    };
+    for (const auto &row : rows) {
+        SCOPED_TRACE(row.json);
+        const WalkMode mode{.every_fault = true, .unknown_properties = true};
+        Log read, walked;
+        EXPECT_EQ(check_text(row.type, row.json.c_str(), read, mode), 202);
+        EXPECT_EQ(check_walk(row.type, row.json.c_str(), walked, mode), 202);
+        EXPECT_EQ(read.places, row.places);
+        ASSERT_FALSE(read.seen.empty());
+        EXPECT_EQ(read.seen[0].substr(read.seen[0].find(' ', 6) + 1), row.first);
+        std::sort(read.seen.begin(), read.seen.end());
+        std::sort(walked.seen.begin(), walked.seen.end());
+        EXPECT_EQ(read.seen, walked.seen);
     }
 }
 

@@ -141,6 +141,8 @@ bool KeptFaults::keep(const Fault &fault) {
         if (grown == nullptr) return false;
         items_ = grown;
         capacity_ = capacity;
+        // Each copy's place in record order is its own array, which moved.
+        for (uint32_t i = 0; i < size_; ++i) items_[i].fault.order = items_[i].order;
     }
     Item &item = items_[size_];
     item.fault = fault;
