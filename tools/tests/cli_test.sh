@@ -78,7 +78,7 @@ printf '{"policyName": "p",\n  "policyWorkflows": [}\n' >"$work/cut.json"
 run 1 check "$several" --type data_protection_policy "$work/cut.json" && empty out &&
     grep -o '^[^ ]*:[0-9]*:[0-9]*: [a-z]*: .\{0,30\}' "$work/err" >"$work/places" &&
     p="<data_protection_policy>.polic" && is places "$(printf '%s\n' "$several:15:56: error: $p" \
-        "$several:15:56: note: did you mean 'snapshot'?" "$several:15:56: note: $p" \
+        "$several:15:56: note: did you mean 'snapshot'?" "$several:15:56: note: closest failure in full: <acti" \
         "$several:15:56: note: 'abBackupSubtype' is one of: '" "$several:28:45: error: $p" \
         "$several:28:45: note: did you mean 'week'?" "$several:41:9: error: $p" "$several:42:76: error: $p" \
         "$several:46:31: error: $p" "$work/cut.json:2:23: error: <data_protection_policy>: JSON")"

@@ -8,7 +8,7 @@
 // record order; an output that builds jansson's tree reports what jansson
 // refuses, and one that writes text gives up on a text it cannot write
 // exactly (not UTF-8), which only the tree can decide, through the string
-// conversion hook. An output provides:
+// conversion hook. An output provides (the concept EncodeOutput):
 //
 //   Value                         what a value becomes: a jansson value, or
 //                                 nothing for text written in place
@@ -37,13 +37,34 @@
 // indentation of pretty text; `depth` counts records as the decoder does.
 #pragma once
 
+#include <concepts>
+#include <cstddef>
 #include <cstdint>
 
 #include "engine_internal.h"
 
 namespace jsoncodec::detail {
 
-template <class Output>
+// The contract of an output, as listed above.
+template <class T>
+concept EncodeOutput = requires(T &out, typename T::Value v, typename T::Value *made, const char *text, bool flag,
+                                size_t level, int64_t number) {
+    { T::CHECKS } -> std::convertible_to<bool>;
+    { T::MAKES_VALUES } -> std::convertible_to<bool>;
+    { out.object(made, level) } -> std::same_as<bool>;
+    { out.array(made) } -> std::same_as<bool>;
+    out.close(v, flag, level, ']');
+    out.member(v, text, flag, level);
+    out.item(flag, level);
+    { out.attach(v, text, v) } -> std::same_as<bool>;
+    { out.append(v, v) } -> std::same_as<bool>;
+    { out.string(made, text) } -> std::same_as<bool>;
+    out.integer(made, number);
+    out.boolean(made, flag);
+    out.discard(v);
+};
+
+template <EncodeOutput Output>
 class EncodeWalk {
   public:
     using Value = typename Output::Value;

@@ -182,14 +182,13 @@ int32_t UnionFault::report(FaultSink outer, path_node *path, const char *name, c
     bounded_format(line, sizeof line, text::union_closest, cut);
     report_error(line, RMQC_ERR_DECODE, outer.buf, outer.len, path, PATH_FIELD, name);
     if (outer.log == nullptr || !outer.log->wants_faults) return RMQC_ERR_DECODE;
-    // The same line uncut, where the fixed length cut it.
-    char detail[FAULT_LINE_SIZE], whole[FAULT_LINE_SIZE];
-    bounded_format(detail, sizeof detail, text::union_closest, member.full != nullptr ? member.full : member.message);
-    report_error(detail, RMQC_ERR_DECODE, whole, sizeof whole, path, PATH_FIELD, name);
+    // The failure that decided, in full: the member's own, or the one its
+    // own union passed on. A line cut by the fixed length lacks it.
+    const char *cause = member.full != nullptr ? member.full : member.message;
     Fault passed = member;
     passed.status = RMQC_ERR_DECODE;
     passed.message = outer.len != 0 ? outer.buf : "";
-    passed.full = outer.len != 0 && std::strcmp(whole, outer.buf) != 0 ? whole : nullptr;
+    passed.full = cause;
     passed.note = false;
     if (hint != nullptr) passed.hint = hint;
     passed.order = outer.order;
@@ -204,7 +203,11 @@ int32_t UnionFault::report(FaultSink outer, path_node *path, const char *name, c
         if (!placed) told.begin = told.end = -1;
         outer.log->add(told);
     };
-    if (passed.full != nullptr) note(member, whole, true);
+    if (outer.len != 0 && std::strstr(outer.buf, cause) == nullptr) {
+        char whole[FAULT_LINE_SIZE];
+        bounded_format(whole, sizeof whole, "closest failure in full: %s", cause);
+        note(member, whole, true);
+    }
     // A discriminator that names no member says what it may name; the other
     // faults of a member it did not name would only mislead.
     if (kinds != nullptr) {

@@ -33,8 +33,9 @@ struct Fault {
     // that member's line where the union's line cut it, or what a union's
     // discriminator may name.
     bool note = false;
-    // The line in full, where `message` is a union's line that the library's
-    // fixed length cut; NULL when the message is whole.
+    // A union's fault: the line of the failure that decided it, in full
+    // (the closest member's own, or the one a union within it passed on),
+    // which the union's line may have cut; NULL for any other fault.
     const char *full = nullptr;
     // The bytes [begin, end) of the token the fault names (its key, for an
     // unknown property; the opening brace of the object that lacks a missing
