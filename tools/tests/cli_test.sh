@@ -290,6 +290,44 @@ run 1 check "$work/cut.json" && has err "$work/cut.json:2:1: error: <rule>: JSON
     run 1 check --format=github "$work/cut.json" && has out "::error file=$work/cut.json,line=2,col=1::<rule>: JSON decode error."
 verdict "a text that does not parse is refused with exit 1 in text, JSON, SARIF and GitHub output"
 
+# A syntax fault is placed at the start of the offending token: a number's
+# first digit, the bad byte, the repeated key's opening quote, the bracket
+# where a member was expected.
+printf '{"ruleName": "r", "x": 123456789012345678901234}\n' >"$work/big.json"
+printf '{"ruleName": "r\377"}\n' >"$work/byte.json"
+printf '{"ruleName": "r", "ruleName": "s"}\n' >"$work/twice.json"
+printf '{"ruleName": "r",}\n' >"$work/comma.json"
+run 1 check "$work/big.json" "$work/byte.json" "$work/twice.json" "$work/comma.json" &&
+    grep -o '^[^ ]*:[0-9]*:[0-9]*: error' "$work/err" >"$work/places" &&
+    is places "$(printf '%s\n' "$work/big.json:1:24: error" "$work/byte.json:1:16: error" \
+        "$work/twice.json:1:19: error" "$work/comma.json:1:18: error")" &&
+    has err "note: a key may appear only once in an object"
+verdict "a syntax fault is placed at its token: the number, the bad byte, the repeated key, the stray bracket"
+
+# A union that matches no member: the library's line, then every other
+# fault of the closest member at its place; a kind that names no member
+# lists the kinds, with the nearest.
+printf '%s\n' '{"actionName": "a", "actionSpecific": {"actions": {"actionType": "backup",' \
+    '  "abRetentionPeriod": 5}}, "actionSchedulePeriod": "week", "actionScheduleActivity": []}' >"$work/member.json"
+sed 's/"replicate"/"clonee"/' "$ex/policy-faulty-kind.json" >"$work/kind.json"
+run 1 check "$work/member.json" "$work/kind.json" && count err ': error: ' 2 &&
+    has err "$work/member.json:1:51: error: <action>.actionSpecific.actions: JSON decode error. No match for union, closest failure: <actionBackup>.actionBackupSubtypeSpecific: JSON decode error. Required property" \
+        "$work/member.json:2:24: note: <actionBackup>.abRetentionPeriod: JSON decode error. Expected a string" \
+        "$work/member.json:1:51: note: <actionBackup>.abOverrideRetentionPeriod: JSON decode error. Required property" \
+        "$work/kind.json:30:43: note: did you mean 'clone'?" \
+        "$work/kind.json:30:43: note: 'actionType' is one of: 'backup', 'probe', 'execute', 'clone', 'discover'," &&
+    lacks err "$work/kind.json:29:36: note: <actionBackup>"
+verdict "a union that matches nothing gives the closest member's every fault as notes; an unknown kind lists the kinds"
+
+# Without a name property the keys decide, and the name's error hints at
+# the key that misspells it.
+printf '%s\n' '{"PolicyName": "p", "policyWorkflows": []}' >"$work/capital.json"
+run 1 check "$work/capital.json" && has err \
+    "$work/capital.json:1:1: error: <data_protection_policy>.policyName: JSON decode error. Required property 'policyName' is missing" \
+    "$work/capital.json:1:1: note: did you mean 'policyName'?" &&
+    run 0 check "$ex/item_definition.json"
+verdict "without a name property the type is the one whose properties the keys name, with the name's hint"
+
 bad=0
 for args in "" "verify" "check --type" "check --type nosuchtype" "check --type rule --type rule" \
     "format --type rule a.json b.json" "check - -" "check --compact" "check --pretty" \
