@@ -228,7 +228,9 @@ void count_lines(std::string_view text, std::vector<Fault> &faults) {
         for (Note &note : fault.notes)
             if (note.placed) mark(note.span);
     }
-    std::sort(marks.begin(), marks.end(), [](const Mark &a, const Mark &b) { return a.offset < b.offset; });
+    // Mostly in order already: the findings are, and a span's end follows its start.
+    auto by_offset = [](const Mark &a, const Mark &b) { return a.offset < b.offset; };
+    if (!std::is_sorted(marks.begin(), marks.end(), by_offset)) std::sort(marks.begin(), marks.end(), by_offset);
     size_t at = 0, line = 1, column = 1;
     for (const Mark &m : marks) {
         const size_t offset = std::min(m.offset, text.size());

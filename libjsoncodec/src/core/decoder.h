@@ -571,7 +571,7 @@ class Walk {
         char detail[DETAIL_SIZE];
         bounded_format(detail, sizeof detail, text::required_missing, field.name);
         const char *hint = nullptr;
-        if (sink_.log != nullptr)
+        if (sink_.log != nullptr && sink_.log->wants_faults)
             tree_.each_key(object, [&](const char *key) {
                 Suggestion near;
                 near.consider(field.name, key);
