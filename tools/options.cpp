@@ -46,7 +46,7 @@ struct Entry {
     int argument;       // no_argument, required_argument or optional_argument
     const char *value;  // the argument's name in --help
     unsigned commands;  // those it applies to; 0: it stands alone
-    const char *help;   // one line of --help, after the commands
+    const char *help;   // one line of --help, after the commands; nullptr: in the synopsis only
 };
 
 // Every option of the tool.
@@ -62,7 +62,10 @@ constexpr Entry OPTIONS[] = {
     {"in-place", 'i', no_argument, nullptr, ON_FORMAT, "rewrite each FILE in canonical form"},
     {"check", CHECK, no_argument, nullptr, ON_FORMAT, "list the files not in canonical form"},
     {"drop-unknown", DROP_UNKNOWN, no_argument, nullptr, ON_FORMAT, "let -i drop the properties a type lacks"},
-    {"stdio", STDIO, no_argument, nullptr, ON_LSP, "speak the protocol on standard input and output"},
+    // What language clients pass by habit; lsp speaks on standard input and
+    // output in any case. Shown in the synopsis only, to keep --help to one
+    // screen.
+    {"stdio", STDIO, no_argument, nullptr, ON_LSP, nullptr},
     {"help", 'h', no_argument, nullptr, ON_ALL | ON_LSP, "print this help"},
     {"version", VERSION, no_argument, nullptr, 0, "print the version (alone)"},
 };
@@ -104,6 +107,7 @@ void print_help() {
     fputs(USAGE, stdout);
     fputs("Check, reformat and describe the backup server's configuration documents.\n\n", stdout);
     for (const Entry &entry : OPTIONS) {
+        if (entry.help == nullptr) continue;
         std::string name = entry.code < 256 ? display_name(entry) + ", " : "";
         name += std::string("--") + entry.name;
         if (entry.argument == required_argument) name += std::string("=") + entry.value;
