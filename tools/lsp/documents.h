@@ -25,7 +25,7 @@ struct Document {
     std::vector<Fault> faults;
 
     // Sets the whole text.
-    void replace(std::string_view whole);
+    void replace(std::string whole);
     // Replaces the text between two positions (counted in `encoding`, each
     // edit on the text left by the one before).
     void edit(Position start, Position end, std::string_view with, Encoding encoding);

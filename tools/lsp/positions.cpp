@@ -35,16 +35,26 @@ void character_at(const char *p, const char *end, size_t &bytes, int64_t &units)
 
 void LineIndex::build(std::string_view text) {
     starts_.assign(1, 0);
-    ascii_ = true;
     const char *begin = text.data(), *end = begin + text.size();
-    for (const char *p = begin; p < end; ++p) {
-        const char c = *p;
-        if (static_cast<unsigned char>(c) >= 0x80) ascii_ = false;
-        if (c == '\n' || c == '\r') {
-            if (c == '\r' && p + 1 < end && p[1] == '\n') ++p;
-            starts_.push_back(static_cast<uint32_t>(p + 1 - begin));
-        }
+    uint64_t high = 0;  // the high bits of every byte, gathered
+    const char *p = begin;
+    for (; end - p >= 8; p += 8) {
+        uint64_t word;
+        std::memcpy(&word, p, 8);
+        high |= word;
+        // A byte below 0x0E may be a line break: look closer.
+        constexpr uint64_t ones = 0x0101010101010101ULL;
+        if (((word - ones * 0x0E) & ~word & ones * 0x80) == 0) continue;
+        for (int k = 0; k < 8; ++k)
+            if ((p[k] == '\r' && !(p + k + 1 < end && p[k + 1] == '\n')) || p[k] == '\n')
+                starts_.push_back(static_cast<uint32_t>(p + k + 1 - begin));
     }
+    for (; p < end; ++p) {
+        high |= static_cast<unsigned char>(*p);
+        if ((*p == '\r' && !(p + 1 < end && p[1] == '\n')) || *p == '\n')
+            starts_.push_back(static_cast<uint32_t>(p + 1 - begin));
+    }
+    ascii_ = (high & 0x8080808080808080ULL) == 0;
     starts_.shrink_to_fit();
 }
 
@@ -52,9 +62,10 @@ size_t LineIndex::line_of(size_t offset) const {
     return static_cast<size_t>(std::upper_bound(starts_.begin(), starts_.end(), offset) - starts_.begin()) - 1;
 }
 
-size_t line_end(std::string_view text, size_t start) {
-    size_t at = start;
-    while (at < text.size() && text[at] != '\n' && text[at] != '\r') ++at;
+size_t LineIndex::end(std::string_view text, size_t line) const {
+    if (line + 1 >= starts_.size()) return text.size();
+    size_t at = starts_[line + 1] - 1;  // the break's last byte
+    if (text[at] == '\n' && at > starts_[line] && text[at - 1] == '\r') --at;
     return at;
 }
 
@@ -74,7 +85,7 @@ size_t offset_of(std::string_view text, const LineIndex &index, Position positio
     if (position.line < 0) return 0;
     if (static_cast<size_t>(position.line) >= index.lines()) return text.size();
     const size_t start = index.start(static_cast<size_t>(position.line));
-    const size_t end = line_end(text, start);
+    const size_t end = index.end(text, static_cast<size_t>(position.line));
     if (position.character <= 0) return start;
     if (encoding == Encoding::utf8 || index.ascii()) {
         size_t at = start + std::min(static_cast<size_t>(position.character), end - start);
@@ -98,7 +109,7 @@ Position Positioner::at(size_t offset) {
     offset = std::min(offset, text_.size());
     const size_t line = index_.line_of(offset);
     const size_t start = index_.start(line);
-    const size_t end = line_end(text_, start);
+    const size_t end = index_.end(text_, line);
     const size_t target = std::min(offset, end);
     if (encoding_ == Encoding::utf8 || index_.ascii())
         return {static_cast<int64_t>(line), static_cast<int64_t>(target - start)};

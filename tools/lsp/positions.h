@@ -24,6 +24,8 @@ class LineIndex {
     void build(std::string_view text);
     size_t lines() const { return starts_.size(); }
     size_t start(size_t line) const { return starts_[line]; }
+    // Where line `line` of `text` ends, before its line break.
+    size_t end(std::string_view text, size_t line) const;
     // The line that holds byte `offset`.
     size_t line_of(size_t offset) const;
     // Whether every byte of the text is ASCII: a character is then a byte
@@ -35,9 +37,6 @@ class LineIndex {
     std::vector<uint32_t> starts_{0};
     bool ascii_ = true;
 };
-
-// The end of the line that starts at `start`, before its line break.
-size_t line_end(std::string_view text, size_t start);
 
 // The byte offset of `position`: a line past the last is the text's end, a
 // character past its line's end is the line's end, and a character inside

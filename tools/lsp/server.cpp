@@ -2,6 +2,7 @@
 #include "server.h"
 
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 namespace tool::lsp {
@@ -50,6 +51,135 @@ json_t *parse(const std::string &body, json_error_t &error) {
     if (message != nullptr || json_error_code(&error) != json_error_invalid_utf8) return message;
     const std::string valid = valid_utf8(body);
     return json_loadb(valid.data(), valid.size(), JSON_ALLOW_NUL, &error);
+}
+
+// A text longer than this is taken out of a message before jansson reads
+// it: jansson reads a string a byte at a time and copies it twice, which
+// for a document of megabytes costs many times its check.
+constexpr size_t LARGE_TEXT = 64 << 10;
+
+int hex(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+// The JSON string whose characters are `chars`, unescaped into `out`; false
+// for an escape jansson would refuse (which it is then left to refuse).
+bool unescape(std::string_view chars, std::string &out) {
+    out.resize(chars.size());  // an escape is never shorter than what it stands for
+    char *to = out.data();
+    const char *p = chars.data(), *end = p + chars.size();
+    auto put = [&](uint32_t c) {
+        if (c < 0x80) {
+            *to++ = static_cast<char>(c);
+        } else if (c < 0x800) {
+            *to++ = static_cast<char>(0xC0 | c >> 6);
+            *to++ = static_cast<char>(0x80 | (c & 0x3F));
+        } else if (c < 0x10000) {
+            *to++ = static_cast<char>(0xE0 | c >> 12);
+            *to++ = static_cast<char>(0x80 | (c >> 6 & 0x3F));
+            *to++ = static_cast<char>(0x80 | (c & 0x3F));
+        } else {
+            *to++ = static_cast<char>(0xF0 | c >> 18);
+            *to++ = static_cast<char>(0x80 | (c >> 12 & 0x3F));
+            *to++ = static_cast<char>(0x80 | (c >> 6 & 0x3F));
+            *to++ = static_cast<char>(0x80 | (c & 0x3F));
+        }
+    };
+    auto hex4 = [&](const char *at) {
+        int32_t value = 0;
+        for (int k = 0; k < 4; ++k) {
+            if (at + k >= end || hex(at[k]) < 0) return -1;
+            value = value << 4 | hex(at[k]);
+        }
+        return value;
+    };
+    while (p < end) {
+        const char *stop = static_cast<const char *>(std::memchr(p, '\\', static_cast<size_t>(end - p)));
+        if (stop == nullptr) stop = end;
+        std::memcpy(to, p, static_cast<size_t>(stop - p));
+        to += stop - p;
+        p = stop;
+        if (p == end) break;
+        if (++p == end) return false;
+        switch (*p++) {
+            case '"': *to++ = '"'; break;
+            case '\\': *to++ = '\\'; break;
+            case '/': *to++ = '/'; break;
+            case 'b': *to++ = '\b'; break;
+            case 'f': *to++ = '\f'; break;
+            case 'n': *to++ = '\n'; break;
+            case 'r': *to++ = '\r'; break;
+            case 't': *to++ = '\t'; break;
+            case 'u': {
+                int32_t code = hex4(p);
+                if (code < 0 || (code >= 0xDC00 && code <= 0xDFFF)) return false;
+                p += 4;
+                if (code >= 0xD800 && code <= 0xDBFF) {
+                    const int32_t low = end - p >= 6 && p[0] == '\\' && p[1] == 'u' ? hex4(p + 2) : -1;
+                    if (low < 0xDC00 || low > 0xDFFF) return false;
+                    code = 0x10000 + ((code - 0xD800) << 10) + (low - 0xDC00);
+                    p += 6;
+                }
+                put(static_cast<uint32_t>(code));
+                break;
+            }
+            default: return false;
+        }
+    }
+    out.resize(static_cast<size_t>(to - out.data()));
+    return true;
+}
+
+// Takes each string value of a "text" key longer than LARGE_TEXT out of
+// `body` into `texts`, leaving its index in its place (a number, which no
+// client sends as a text). Leaves `body` as it was when a string cannot be
+// read so.
+void take_texts(std::string &body, std::vector<std::string> &texts) {
+    if (body.size() < LARGE_TEXT) return;
+    auto string_end = [&](size_t open) {  // past the closing quote; npos without one
+        for (size_t at = open + 1;;) {
+            const size_t quote = body.find('"', at);
+            if (quote == std::string::npos) return std::string::npos;
+            size_t backslashes = 0;
+            while (quote - backslashes > open + 1 && body[quote - backslashes - 1] == '\\') ++backslashes;
+            if (backslashes % 2 == 0) return quote + 1;
+            at = quote + 1;
+        }
+    };
+    auto blanks = [&](size_t at) {
+        while (at < body.size() && (body[at] == ' ' || body[at] == '\t' || body[at] == '\n' || body[at] == '\r')) ++at;
+        return at;
+    };
+    std::string rest;
+    size_t copied = 0;
+    std::vector<std::string> taken;
+    for (size_t at = body.find('"'); at != std::string::npos; at = body.find('"', at)) {
+        const size_t end = string_end(at);
+        if (end == std::string::npos) return;
+        const size_t colon = blanks(end);
+        const bool text_key =
+            end - at == 6 && body.compare(at, 6, "\"text\"") == 0 && colon < body.size() && body[colon] == ':';
+        at = end;
+        if (!text_key) continue;
+        const size_t open = blanks(colon + 1);
+        if (open >= body.size() || body[open] != '"') continue;
+        const size_t close = string_end(open);
+        if (close == std::string::npos) return;
+        at = close;
+        if (close - open < LARGE_TEXT) continue;
+        std::string &text = taken.emplace_back();
+        if (!unescape(std::string_view(body).substr(open + 1, close - open - 2), text)) return;
+        if (!is_valid_utf8(text)) text = valid_utf8(text);
+        rest.append(body, copied, open - copied).append(std::to_string(texts.size() + taken.size() - 1));
+        copied = close;
+    }
+    if (taken.empty()) return;
+    rest.append(body, copied, std::string::npos);
+    body = std::move(rest);
+    for (std::string &text : taken) texts.push_back(std::move(text));
 }
 
 }  // namespace
@@ -105,7 +235,10 @@ void Server::feed(std::string_view bytes) {
         switch (framer_.next(body, problem)) {
             case Framer::Status::body: {
                 json_error_t error;
+                const size_t first_text = texts_.size();
+                take_texts(body, texts_);
                 json_t *message = parse(body, error);
+                if (message == nullptr) texts_.resize(first_text);
                 if (message == nullptr) {
                     log_(std::string("a message that is not JSON: ") + error.text);
                     fail(nullptr, PARSE_ERROR, std::string("the message is not JSON: ") + error.text);
@@ -130,6 +263,7 @@ void Server::feed(std::string_view bytes) {
         if (!finished_) handle(message, cancelled);
         json_decref(message);
     }
+    texts_.clear();
 }
 
 void Server::end_of_input() {
@@ -177,6 +311,18 @@ json_t *Server::initialize(json_t *params) {
                      "codeActionKinds", "quickfix", "source.fixAll", "documentFormattingProvider", 1,
                      "documentSymbolProvider", 1, "diagnosticProvider", "interFileDependencies", 0,
                      "workspaceDiagnostics", 0, "serverInfo", "name", "jsoncodec", "version", version_.c_str());
+}
+
+bool Server::text_of(const json_t *value, std::string &text) {
+    if (json_is_string(value)) {
+        text.assign(json_string_value(value), json_string_length(value));
+        return true;
+    }
+    if (!json_is_integer(value) || json_integer_value(value) < 0 ||
+        static_cast<size_t>(json_integer_value(value)) >= texts_.size())
+        return false;
+    text = std::move(texts_[static_cast<size_t>(json_integer_value(value))]);
+    return true;
 }
 
 Document *Server::document_of(json_t *params) {
@@ -243,15 +389,16 @@ void Server::notification(const std::string &method, json_t *params) {
     if (!initialized_ || shut_down_) return;
     if (method == "textDocument/didOpen") {
         json_t *item = json_object_get(params, "textDocument");
-        const json_t *text = json_object_get(item, "text");
+        std::string text;
         const std::string uri = string_at(item, "uri");
-        if (uri.empty() || !json_is_string(text)) return log_("didOpen without a uri or a text");
+        if (uri.empty() || !text_of(json_object_get(item, "text"), text))
+            return log_("didOpen without a uri or a text");
         auto &slot = documents_[uri];
         if (slot == nullptr) slot = std::make_unique<Document>();
         slot->uri = uri;
         const json_t *version = json_object_get(item, "version");
         slot->version = json_is_integer(version) ? json_integer_value(version) : 0;
-        slot->replace(std::string_view(json_string_value(text), json_string_length(text)));
+        slot->replace(std::move(text));
         due_[uri] = Clock::now();
         return;
     }
@@ -263,12 +410,11 @@ void Server::notification(const std::string &method, json_t *params) {
         size_t i;
         json_t *change;
         json_array_foreach(json_object_get(params, "contentChanges"), i, change) {
-            const json_t *text = json_object_get(change, "text");
-            if (!json_is_string(text)) continue;
-            const std::string_view with(json_string_value(text), json_string_length(text));
+            std::string with;
+            if (!text_of(json_object_get(change, "text"), with)) continue;
             json_t *range = json_object_get(change, "range");
             if (!json_is_object(range)) {
-                document->replace(with);
+                document->replace(std::move(with));
                 continue;
             }
             auto position = [](const json_t *at) {

@@ -14,6 +14,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "documents.h"
 #include "framing.h"
@@ -60,6 +61,7 @@ class Server {
     int debounce_ms_ = DEFAULT_DEBOUNCE_MS;
     std::map<std::string, std::unique_ptr<Document>, std::less<>> documents_;
     std::map<std::string, Clock::time_point, std::less<>> due_;  // the documents whose diagnostics wait
+    std::vector<std::string> texts_;  // the large texts taken out of the messages at hand, by index
 
     void finish(int status);
     void send(json_t *message);  // takes the reference
@@ -71,6 +73,8 @@ class Server {
     json_t *initialize(json_t *params);
     void publish(Document &document);
     Document *document_of(json_t *params);
+    // The text of a "text" member: a string, or the index of one taken out.
+    bool text_of(const json_t *value, std::string &text);
     size_t offset_at(const Document &document, json_t *position) const;
 };
 

@@ -346,6 +346,24 @@ TEST(Server, CompletionInAnUnfinishedDocumentAndHover) {
     EXPECT_NE(said.find("week, month, reference"), std::string::npos) << said;
 }
 
+TEST(Server, ALargeTextIsReadAsJanssonReadsIt) {
+    // Large texts are taken out of the message before jansson reads the
+    // rest: escapes, surrogate pairs and a NUL must come out the same.
+    std::string text = "{\"ruleName\": \"é😀\\n\u0001\", \"x\": \"";
+    text += std::string(70000, 'a') + "\"}";
+    Session session;
+    session.open(text);
+    const auto &documents = session.server().documents();
+    ASSERT_EQ(documents.size(), 1u);
+    EXPECT_EQ(documents.begin()->second->text, text);
+    std::string escaped =
+        R"({"jsonrpc":"2.0","method":"textDocument/didChange","params":{"textDocument":)"
+        R"({"uri":"file:///d.json","version":2},"contentChanges":[{"text":"\u00e9\ud83d\ude00\"\u0000)";
+    escaped += std::string(70000, 'b') + R"("}]}})";
+    session.raw(framed(escaped));
+    EXPECT_EQ(documents.begin()->second->text, std::string("é😀\"\0", 8) + std::string(70000, 'b'));
+}
+
 TEST(Server, AStrayByteInAMessageCostsACharacterNotTheServer) {
     Session session;
     session.raw(framed(R"({"jsonrpc":"2.0","method":"textDocument/didOpen","params":{"textDocument":)"
