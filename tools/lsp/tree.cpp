@@ -6,7 +6,7 @@
 namespace tool::lsp {
 namespace {
 
-// The deepest container read into its parts; deeper ones keep their spans.
+// The deepest container whose members are read; deeper ones keep their spans.
 constexpr uint32_t MAX_EXPANDED_DEPTH = 256;
 
 bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
@@ -150,7 +150,7 @@ class Reader {
         return false;
     }
 
-    // Past the container at p_ without reading its parts: any closing
+    // Past the container at p_ without reading its members: any closing
     // bracket closes the innermost open one. Its end; `closed` when its own
     // closing bracket was found.
     size_t skip_container(bool &closed) {

@@ -3,7 +3,7 @@
 // scalars with their byte spans, taking what a person in the middle of
 // typing leaves (a missing comma, colon or value, a string not yet closed,
 // brackets not yet closed) as the nearest well-formed text would have it.
-// Only the containers that hold a focus offset are read into their parts
+// Only the containers that hold a focus offset have their members read
 // (unless every one is asked for), so a cursor in a large document costs one
 // pass over its text and little memory.
 #pragma once
@@ -22,7 +22,7 @@ struct Node {
     enum class Type : uint8_t { missing, object, array, string, number, literal };
     Type type = Type::missing;
     bool closed = false;    // a container's closing bracket, a string's closing quote
-    bool expanded = false;  // a container's parts were read
+    bool expanded = false;  // a container's members were read
     size_t begin = 0, end = 0;
     std::string text;                 // a string's value (escapes read); a number's or literal's token
     std::vector<Member> members;      // an expanded object's

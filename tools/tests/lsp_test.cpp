@@ -1,4 +1,4 @@
-// The language server's parts: framing, positions, the ranking of
+// The language server's pieces: framing, positions, the ranking of
 // did-you-means, and the server driven in process as a client drives it.
 #include <gtest/gtest.h>
 #include <jansson.h>
