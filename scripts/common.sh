@@ -15,6 +15,10 @@ JSONCODEC_PACKAGES=(libjansson-dev pkg-config cmake g++ make libgtest-dev binuti
 # file to .clang-format.
 # shellcheck disable=SC2034 # used by scripts/test
 JSONCODEC_STYLE_PACKAGES=(clang-format-14)
+# What the editor test adds: Neovim, whose built-in client drives
+# jsoncodec lsp end to end.
+# shellcheck disable=SC2034 # used by scripts/test
+JSONCODEC_EDITOR_PACKAGES=(neovim)
 # What fuzzing adds: clang 14 with its libFuzzer and sanitizer runtimes, and
 # llvm-symbolizer for readable stack traces.
 # shellcheck disable=SC2034 # used by scripts/fuzz

@@ -1,4 +1,5 @@
-// The tool's commands, one file each: check.cpp, format.cpp, schema.cpp.
+// The tool's commands, one file each: check.cpp, format.cpp, schema.cpp,
+// lsp/command.cpp.
 // Each returns the run's exit status.
 #pragma once
 
@@ -9,5 +10,6 @@ namespace tool {
 int check_command(const Settings &settings);
 int format_command(const Settings &settings);
 int schema_command(const Settings &settings);
+int lsp_command(const Settings &settings);
 
 }  // namespace tool

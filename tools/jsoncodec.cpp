@@ -1,5 +1,6 @@
 // jsoncodec - check, reformat and describe configuration documents with
-// libjsoncodec: check, format and schema (see jsoncodec.1). Every
+// libjsoncodec: check, format and schema, and lsp, the language server
+// for editors (see jsoncodec.1). Every
 // judgement about a document is the library's; the tool tells a document's
 // type from its keys, places each finding in the text and shows it.
 #include <clocale>
@@ -19,6 +20,7 @@ int main(int argc, char **argv) {
             case tool::Command::check: return tool::check_command(settings);
             case tool::Command::format: return tool::format_command(settings);
             case tool::Command::schema: return tool::schema_command(settings);
+            case tool::Command::lsp: return tool::lsp_command(settings);
         }
     } catch (const std::bad_alloc &) {
         tool::say("out of memory");

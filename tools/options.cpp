@@ -21,11 +21,24 @@ namespace tool {
 namespace {
 
 // The commands an option applies to.
-enum : unsigned { ON_CHECK = 1, ON_FORMAT = 2, ON_SCHEMA = 4, ON_ALL = 7 };
-constexpr const char *COMMAND_NAMES[] = {"check", "format", "schema"};
+enum : unsigned { ON_CHECK = 1, ON_FORMAT = 2, ON_SCHEMA = 4, ON_ALL = 7, ON_LSP = 8 };
+constexpr const char *COMMAND_NAMES[] = {"check", "format", "schema", "lsp"};
 
 // The codes of the options without a short form, past every character.
-enum Code { TYPE = 256, FIRST, MAX_FAULTS, FORMAT, STRICT, NO_WARNINGS, COLOR, COMPACT, CHECK, DROP_UNKNOWN, VERSION };
+enum Code {
+    TYPE = 256,
+    FIRST,
+    MAX_FAULTS,
+    FORMAT,
+    STRICT,
+    NO_WARNINGS,
+    COLOR,
+    COMPACT,
+    CHECK,
+    DROP_UNKNOWN,
+    STDIO,
+    VERSION
+};
 
 struct Entry {
     const char *name;
@@ -33,7 +46,7 @@ struct Entry {
     int argument;       // no_argument, required_argument or optional_argument
     const char *value;  // the argument's name in --help
     unsigned commands;  // those it applies to; 0: it stands alone
-    const char *help;   // one line of --help, after the commands
+    const char *help;   // one line of --help, after the commands; nullptr: in the synopsis only
 };
 
 // Every option of the tool.
@@ -49,7 +62,11 @@ constexpr Entry OPTIONS[] = {
     {"in-place", 'i', no_argument, nullptr, ON_FORMAT, "rewrite each FILE in canonical form"},
     {"check", CHECK, no_argument, nullptr, ON_FORMAT, "list the files not in canonical form"},
     {"drop-unknown", DROP_UNKNOWN, no_argument, nullptr, ON_FORMAT, "let -i drop the properties a type lacks"},
-    {"help", 'h', no_argument, nullptr, ON_ALL, "print this help"},
+    // What language clients pass by habit; lsp speaks on standard input and
+    // output in any case. Shown in the synopsis only, to keep --help to one
+    // screen.
+    {"stdio", STDIO, no_argument, nullptr, ON_LSP, nullptr},
+    {"help", 'h', no_argument, nullptr, ON_ALL | ON_LSP, "print this help"},
     {"version", VERSION, no_argument, nullptr, 0, "print the version (alone)"},
 };
 
@@ -60,7 +77,8 @@ constexpr const char USAGE[] =
     "usage: jsoncodec check [OPTION]... [FILE | FOLDER]...\n"
     "       jsoncodec format [OPTION]... [FILE]\n"
     "       jsoncodec format [OPTION]... (-i FILE... | --check [FILE | FOLDER]...)\n"
-    "       jsoncodec schema [--strict] TYPE\n";
+    "       jsoncodec schema [--strict] TYPE\n"
+    "       jsoncodec lsp [--stdio]\n";
 
 const Entry *find_entry(int code) {
     for (const Entry &entry : OPTIONS)
@@ -89,12 +107,13 @@ void print_help() {
     fputs(USAGE, stdout);
     fputs("Check, reformat and describe the backup server's configuration documents.\n\n", stdout);
     for (const Entry &entry : OPTIONS) {
+        if (entry.help == nullptr) continue;
         std::string name = entry.code < 256 ? display_name(entry) + ", " : "";
         name += std::string("--") + entry.name;
         if (entry.argument == required_argument) name += std::string("=") + entry.value;
         if (entry.argument == optional_argument) name += std::string("[=") + entry.value + "]";
         const std::string where =
-            entry.commands != ON_ALL && entry.commands != 0 ? command_list(entry.commands) + ": " : "";
+            (entry.commands & ON_ALL) != ON_ALL && entry.commands != 0 ? command_list(entry.commands) + ": " : "";
         printf("  %-18s%s%s\n", name.c_str(), where.c_str(), entry.help);
     }
     printf("TYPE is one of %s.\n", type_names().c_str());
@@ -186,6 +205,8 @@ int take(const Entry &entry, const char *value, Settings &settings) {
 // The operands' rules, once the options are read.
 int check_operands(Settings &settings) {
     const std::vector<std::string> &operands = settings.operands;
+    if (settings.command == Command::lsp)
+        return operands.empty() ? -1 : usage_error("lsp takes no operand, not", operands[0].c_str());
     if (settings.command == Command::schema) {
         if (operands.size() != 1)
             return usage_error(operands.empty() ? "schema needs a type name" : "schema takes one type name, not",

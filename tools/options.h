@@ -18,7 +18,7 @@ constexpr int EXIT_TROUBLE = 2;  // bad usage, a file not checked, output that c
 // machine-made one cannot exhaust memory.
 constexpr size_t DEFAULT_MAX_FAULTS = 10000;
 
-enum class Command { check, format, schema };
+enum class Command { check, format, schema, lsp };
 // How check reports: text on standard error, or on standard output one
 // JSON array, one SARIF log, or GitHub Actions workflow commands.
 enum class Format { text, json, sarif, github };

@@ -342,7 +342,7 @@ done
 verdict "bad usage prints the synopsis on stderr and exits 2"
 
 run 0 --help && empty err && has out "usage: jsoncodec check [OPTION]... [FILE | FOLDER]..." "jsoncodec schema [--strict] TYPE" \
-    "  --compact         format: one line" "rule, item_definition." "Exit status: 0 valid" && lines out 23 &&
+    "  --compact         format: one line" "rule, item_definition." "Exit status: 0 valid" && lines out 24 &&
     cp "$work/out" "$work/help" && run 0 format --type rule -h && same "$work/help" out
 verdict "--help prints the synopsis, the options, the types and the exit statuses on one screen whatever the other arguments"
 

@@ -1,0 +1,381 @@
+// The language server's pieces: framing, positions, the ranking of
+// did-you-means, and the server driven in process as a client drives it.
+#include <gtest/gtest.h>
+#include <jansson.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "checker.h"
+#include "lsp/framing.h"
+#include "lsp/positions.h"
+#include "lsp/schema_map.h"
+#include "lsp/server.h"
+
+namespace tool::lsp {
+namespace {
+
+std::string framed(const std::string &body, const char *header = "Content-Length") {
+    return std::string(header) + ": " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+TEST(Framing, MessagesSplitOverReadsOrSharingOneAreTakenWhole) {
+    const std::string stream = framed(R"({"a":1})") + framed(R"({"b":"é"})", "content-LENGTH") +
+                               "Content-Type: application/vscode-jsonrpc\ncontent-length: 2\n\n{}";
+    for (size_t piece : {size_t{1}, size_t{7}, stream.size()}) {
+        Framer framer;
+        std::vector<std::string> bodies;
+        std::string body, problem;
+        for (size_t at = 0; at < stream.size(); at += piece) {
+            framer.feed(std::string_view(stream).substr(at, piece));
+            while (framer.next(body, problem) == Framer::Status::body) bodies.push_back(body);
+        }
+        EXPECT_EQ(bodies, (std::vector<std::string>{R"({"a":1})", R"({"b":"é"})", "{}"})) << "pieces of " << piece;
+        EXPECT_FALSE(framer.partial());
+    }
+}
+
+TEST(Framing, ALengthThatCannotBeMetEndsTheStreamAndAMissingOneIsPassedOver) {
+    Framer framer;
+    std::string body, problem;
+    framer.feed("X-Other: 1\r\n\r\n" + framed("{}"));
+    EXPECT_EQ(framer.next(body, problem), Framer::Status::skipped);
+    EXPECT_EQ(framer.next(body, problem), Framer::Status::body);
+    framer.feed("Content-Length: 99999999999999999999999\r\n\r\n");
+    EXPECT_EQ(framer.next(body, problem), Framer::Status::fatal);
+    EXPECT_NE(problem.find("cannot be met"), std::string::npos);
+    Framer endless;
+    endless.feed(std::string(MAX_HEADERS + 1, 'x'));
+    EXPECT_EQ(endless.next(body, problem), Framer::Status::fatal);
+}
+
+TEST(Positions, UnitsAroundSurrogatePairsLineBreaksAndLinesEnds) {
+    // "😀" is four bytes and two UTF-16 units, "é" two bytes and one unit.
+    const std::string text = "aé😀b\r\nx\ry\n";
+    LineIndex index;
+    index.build(text);
+    ASSERT_EQ(index.lines(), 4u);
+    EXPECT_FALSE(index.ascii());
+    auto offset = [&](int64_t line, int64_t character, Encoding encoding = Encoding::utf16) {
+        return offset_of(text, index, {line, character}, encoding);
+    };
+    EXPECT_EQ(offset(0, 2), 3u);                  // 😀
+    EXPECT_EQ(offset(0, 3), 3u);                  // between its halves: its start
+    EXPECT_EQ(offset(0, 4), 7u);                  // b
+    EXPECT_EQ(offset(0, 99), 8u);                 // past the line's end: before "\r\n"
+    EXPECT_EQ(offset(1, 1), 11u);                 // after "x", before a lone "\r"
+    EXPECT_EQ(offset(2, 0), 12u);                 // y
+    EXPECT_EQ(offset(9, 0), text.size());         // past the last line
+    EXPECT_EQ(offset(0, 5, Encoding::utf8), 3u);  // inside 😀's bytes: its start
+    EXPECT_EQ(offset(0, 7, Encoding::utf8), 7u);
+    Positioner at(text, index, Encoding::utf16);
+    const std::vector<std::pair<size_t, Position>> expected = {{0, {0, 0}}, {3, {0, 2}},  {5, {0, 2}},  {7, {0, 4}},
+                                                               {9, {0, 5}}, {10, {1, 0}}, {12, {2, 0}}, {14, {3, 0}}};
+    for (const auto &[byte, position] : expected) {
+        const Position got = at.at(byte);
+        EXPECT_EQ(got.line, position.line) << "offset " << byte;
+        EXPECT_EQ(got.character, position.character) << "offset " << byte;
+    }
+    EXPECT_EQ(at.at(3).character, 2);  // backwards: counted again from the line's start
+    EXPECT_EQ(utf16_length("é😀\xFF"), 4);
+}
+
+TEST(Ranking, NearestFirstCaseCountsOneAndFarNamesAreLeftOut) {
+    const std::vector<std::string_view> names = {"abtDestinationPool", "abtEstimate", "abtestimat", "policyName"};
+    EXPECT_EQ(rank_names("abtEstimat", names, 3), (std::vector<std::string_view>{"abtEstimate", "abtestimat"}));
+    EXPECT_EQ(rank_names("PolicyName", names, 3), (std::vector<std::string_view>{"policyName"}));
+    EXPECT_TRUE(rank_names("owner", names, 3).empty());
+    // A longer name takes more edits; equals keep their order.
+    EXPECT_EQ(rank_names("actionSchedulePeriodd", {"actionScheduleComment", "actionSchedulePeriod", "x"}, 1),
+              (std::vector<std::string_view>{"actionSchedulePeriod"}));
+}
+
+// A client in process: what it sends, and the server's messages parsed.
+class Session {
+  public:
+    explicit Session(json_t *capabilities = nullptr)
+        : server_([this](std::string_view bytes) { output_ += bytes; }, [this](std::string_view) { ++logged_; },
+                  "test") {
+        if (capabilities == nullptr) capabilities = json_object();
+        send(json_pack("{s:i,s:s,s:{s:o,s:{s:i}}}", "id", 1, "method", "initialize", "params", "capabilities",
+                       capabilities, "initializationOptions", "debounceMs", 100));
+        json_t *reply = take();  // jansson's json_is_* read their argument twice
+        EXPECT_TRUE(json_is_object(json_object_get(reply, "result")));
+    }
+    ~Session() {
+        json_decref(last_);
+        for (json_t *message : messages_) json_decref(message);
+    }
+    void send(json_t *message) {
+        json_object_set_new(message, "jsonrpc", json_string("2.0"));
+        char *body = json_dumps(message, JSON_COMPACT);
+        json_decref(message);
+        raw(framed(body));
+        std::free(body);
+    }
+    void raw(const std::string &bytes) {
+        server_.feed(bytes);
+        read();
+    }
+    json_t *request(const char *method, json_t *params, int id = 7) {
+        send(json_pack("{s:i,s:s,s:o?}", "id", id, "method", method, "params", params));
+        return take();
+    }
+    void notify(const char *method, json_t *params) {
+        send(json_pack("{s:s,s:o?}", "method", method, "params", params));
+    }
+    void open(const std::string &text) {
+        notify("textDocument/didOpen", json_pack("{s:{s:s,s:s,s:i,s:s%}}", "textDocument", "uri", "file:///d.json",
+                                                 "languageId", "json", "version", 1, "text", text.data(), text.size()));
+    }
+    // The next message of the server; nullptr when there is none.
+    json_t *take() {
+        json_decref(last_);
+        last_ = nullptr;
+        if (messages_.empty()) return nullptr;
+        last_ = messages_.front();
+        messages_.erase(messages_.begin());
+        return last_;
+    }
+    size_t waiting() const { return messages_.size(); }
+    Server &server() { return server_; }
+    // Publishes what is due `later` from now.
+    void wait(std::chrono::milliseconds later) {
+        server_.publish_due(Clock::now() + later);
+        read();
+    }
+
+  private:
+    Server server_;
+    std::string output_;
+    std::vector<json_t *> messages_;
+    json_t *last_ = nullptr;
+    int logged_ = 0;
+
+    void read() {
+        Framer framer;
+        framer.feed(output_);
+        output_.clear();
+        std::string body, problem;
+        while (framer.next(body, problem) == Framer::Status::body) {
+            json_t *message = json_loads(body.c_str(), 0, nullptr);
+            ASSERT_NE(message, nullptr) << body;
+            EXPECT_STREQ(json_string_value(json_object_get(message, "jsonrpc")), "2.0");
+            messages_.push_back(message);
+        }
+        EXPECT_FALSE(framer.partial());
+    }
+};
+
+json_int_t error_code(json_t *reply) {
+    return json_integer_value(json_object_get(json_object_get(reply, "error"), "code"));
+}
+
+json_t *document() { return json_pack("{s:s}", "uri", "file:///d.json"); }
+json_t *at(int line, int character) { return json_pack("{s:i,s:i}", "line", line, "character", character); }
+
+// `text` with the protocol's text edits applied (ranges of the text before
+// any of them).
+std::string applied(std::string text, json_t *edits, Encoding encoding = Encoding::utf16) {
+    LineIndex index;
+    index.build(text);
+    std::vector<std::tuple<size_t, size_t, std::string>> changes;
+    size_t i;
+    json_t *edit;
+    json_array_foreach(edits, i, edit) {
+        auto offset = [&](const char *end) {
+            json_t *position = json_object_get(json_object_get(edit, "range"), end);
+            return offset_of(text, index,
+                             {json_integer_value(json_object_get(position, "line")),
+                              json_integer_value(json_object_get(position, "character"))},
+                             encoding);
+        };
+        changes.emplace_back(offset("start"), offset("end"), json_string_value(json_object_get(edit, "newText")));
+    }
+    std::stable_sort(changes.begin(), changes.end(),
+                     [](const auto &a, const auto &b) { return std::get<0>(a) > std::get<0>(b); });
+    for (const auto &[begin, end, with] : changes) text.replace(begin, end - begin, with);
+    return text;
+}
+
+TEST(Server, ProtocolErrorsAndTheLifeOfTheServer) {
+    Server early([](std::string_view) {}, [](std::string_view) {}, "test");
+    Session session;
+    session.raw(framed("{not json"));
+    EXPECT_EQ(error_code(session.take()), -32700);
+    session.raw(framed("[1]"));
+    EXPECT_EQ(error_code(session.take()), -32600);
+    EXPECT_EQ(error_code(session.request("textDocument/rename", json_object())), -32601);
+    // A cancellation read with its request answers it as cancelled.
+    std::string both;
+    both += framed(R"({"jsonrpc":"2.0","id":"h","method":"textDocument/hover","params":{}})");
+    both += framed(R"({"jsonrpc":"2.0","method":"$/cancelRequest","params":{"id":"h"}})");
+    session.raw(both);
+    EXPECT_EQ(error_code(session.take()), -32800);
+    EXPECT_EQ(session.waiting(), 0u);
+    json_t *shut = session.request("shutdown", nullptr);
+    EXPECT_TRUE(json_is_null(json_object_get(shut, "result")));
+    EXPECT_EQ(error_code(session.request("textDocument/hover", json_object())), -32600);
+    session.notify("exit", nullptr);
+    EXPECT_TRUE(session.server().finished());
+    EXPECT_EQ(session.server().exit_status(), 0);
+
+    std::string output;
+    Server fresh([&](std::string_view bytes) { output += bytes; }, [](std::string_view) {}, "test");
+    fresh.feed(framed(R"({"jsonrpc":"2.0","id":1,"method":"shutdown"})"));
+    EXPECT_NE(output.find("-32002"), std::string::npos);
+    fresh.feed(framed(R"({"jsonrpc":"2.0","method":"exit"})"));
+    EXPECT_EQ(fresh.exit_status(), 1);
+    early.end_of_input();
+    EXPECT_TRUE(early.finished());
+}
+
+TEST(Server, ChangesApplyInOrderAndOnlyTheLastVersionIsPublished) {
+    Session session;
+    session.open("{\"ruleName\": \"😀\", \"ruleItem_Definitions\": []}");
+    // Each change's range is on the text the one before left; the emoji is
+    // two units.
+    session.notify(
+        "textDocument/didChange",
+        json_pack("{s:{s:s,s:i},s:[{s:{s:o,s:o},s:s},{s:{s:o,s:o},s:s}]}", "textDocument", "uri", "file:///d.json",
+                  "version", 2, "contentChanges", "range", "start", at(0, 2), "end", at(0, 10), "text", "ruleNme",
+                  "range", "start", at(0, 12), "end", at(0, 16), "text", "\"x😀y\""));
+    session.notify("textDocument/didChange",
+                   json_pack("{s:{s:s,s:i},s:[{s:{s:o,s:o},s:s}]}", "textDocument", "uri", "file:///d.json", "version",
+                             3, "contentChanges", "range", "start", at(0, 18), "end", at(0, 18), "text", " "));
+    Server &server = session.server();
+    EXPECT_GT(server.wait_ms(Clock::now()), 0);
+    session.wait(std::chrono::milliseconds(0));
+    EXPECT_EQ(session.waiting(), 0u);  // the pause in typing is not over
+    session.wait(std::chrono::seconds(1));
+    json_t *published = session.take();
+    ASSERT_NE(published, nullptr);
+    EXPECT_EQ(session.waiting(), 0u);
+    json_t *params = json_object_get(published, "params");
+    EXPECT_EQ(json_integer_value(json_object_get(params, "version")), 3);
+    EXPECT_EQ(server.documents().begin()->second->text, "{\"ruleNme\": \"x😀y\" , \"ruleItem_Definitions\": []}");
+    // The document is a rule no more (no ruleName), so its keys tell
+    // nothing: the one finding says why.
+    json_t *diagnostics = json_object_get(params, "diagnostics");
+    ASSERT_GE(json_array_size(diagnostics), 1u);
+}
+
+const char *const faulty =
+    "{\n"
+    "    \"policyName\": \"é😀\", \"PolicyComment\": \"x\",\n"
+    "    \"policyWorkflows\": [\n"
+    "        {\n"
+    "            \"workflowActions\": [],\n"
+    "            \"workflowEnabled\": true\n"
+    "        }\n"
+    "    ],\n"
+    "    \"policyProtectionPeriod\": \"week\"\n"
+    "}\n";
+
+TEST(Server, DiagnosticsAtTheirTokensAndEveryPreferredFixAtOnce) {
+    Session session(json_pack("{s:{s:[s,s]},s:{s:{}}}", "general", "positionEncodings", "utf-16", "utf-8",
+                              "textDocument", "diagnostic"));
+    session.open(faulty);
+    EXPECT_EQ(session.waiting(), 0u);  // pulled, not pushed
+    json_t *report = json_object_get(
+        session.request("textDocument/diagnostic", json_pack("{s:o}", "textDocument", document())), "result");
+    json_t *items = json_object_get(report, "items");
+    ASSERT_EQ(json_array_size(items), 2u);
+    json_t *unknown = json_array_get(items, 0);
+    EXPECT_STREQ(json_string_value(json_object_get(unknown, "code")), "unknown-property");
+    // UTF-8 offered: bytes. "é😀" is six bytes, so the key starts at 28.
+    EXPECT_EQ(
+        json_integer_value(json_object_get(json_object_get(json_object_get(unknown, "range"), "start"), "character")),
+        28);
+    json_t *first = json_array_get(json_object_get(json_object_get(unknown, "data"), "fixes"), 0);
+    EXPECT_TRUE(json_is_true(json_object_get(first, "preferred")));
+
+    json_t *actions = json_object_get(
+        session.request("textDocument/codeAction",
+                        json_pack("{s:o,s:{s:o,s:o},s:{s:[],s:[s]}}", "textDocument", document(), "range", "start",
+                                  at(0, 0), "end", at(0, 0), "context", "diagnostics", "only", "source.fixAll")),
+        "result");
+    ASSERT_EQ(json_array_size(actions), 1u);
+    json_t *edits = json_object_get(json_object_get(json_object_get(json_array_get(actions, 0), "edit"), "changes"),
+                                    "file:///d.json");
+    const std::string fixed = applied(faulty, edits, Encoding::utf8);
+    Checked checked;
+    EXPECT_EQ(check_document(fixed, {}, checked), Verdict::valid) << fixed;
+    EXPECT_EQ(checked.warnings, 0u) << fixed;
+    EXPECT_NE(fixed.find("\"workflowName\": \"\",\n            \"workflowActions\""), std::string::npos) << fixed;
+}
+
+TEST(Server, CompletionInAnUnfinishedDocumentAndHover) {
+    Session session;
+    // Unclosed, a key half typed: the record is still told.
+    session.open(
+        "{\"policyName\": \"p\", \"policyWorkflows\": [{\"workflowName\": \"w\", \"workflowActions\": [{\n"
+        "  \"actionSpecific\": {\"actions\": {\"actionType\": \"backup\", \"actionBackupSubtypeSpecific\": "
+        "{\"backupSubtypes\": {\"abBackupSubtype\": \"\"}}}},\n"
+        "  \"actionSchedulePeriod\": ,\n"
+        "  \"actionN");
+    auto labels = [&](int line, int character) {
+        std::vector<std::string> found;
+        json_t *items = json_object_get(
+            json_object_get(
+                session.request("textDocument/completion",
+                                json_pack("{s:o,s:o}", "textDocument", document(), "position", at(line, character))),
+                "result"),
+            "items");
+        size_t i;
+        json_t *item;
+        json_array_foreach(items, i, item) found.push_back(json_string_value(json_object_get(item, "label")));
+        return found;
+    };
+    const std::vector<std::string> keys = labels(3, 9);
+    ASSERT_FALSE(keys.empty());
+    EXPECT_EQ(keys.front(), "actionName");  // required first; held ones left out
+    EXPECT_EQ(std::count(keys.begin(), keys.end(), "actionSchedulePeriod"), 0);
+    EXPECT_EQ(labels(2, 26), (std::vector<std::string>{"week", "month", "reference"}));
+    const std::vector<std::string> subtypes = labels(1, 128);
+    EXPECT_EQ(subtypes, (std::vector<std::string>{"traditional", "snapshot", "archive", "vmware", "vmware-kestrel"}));
+    const std::vector<std::string> kinds = labels(1, 48);
+    EXPECT_EQ(kinds.size(), 15u);
+    json_t *hover = json_object_get(
+        session.request("textDocument/hover", json_pack("{s:o,s:o}", "textDocument", document(), "position", at(2, 6))),
+        "result");
+    const std::string said = json_string_value(json_object_get(json_object_get(hover, "contents"), "value"));
+    EXPECT_NE(said.find("actionSchedulePeriod: property of action"), std::string::npos) << said;
+    EXPECT_NE(said.find("required"), std::string::npos) << said;
+    EXPECT_NE(said.find("week, month, reference"), std::string::npos) << said;
+}
+
+TEST(Server, ALargeTextIsReadAsJanssonReadsIt) {
+    // Large texts are taken out of the message before jansson reads the
+    // rest: escapes, surrogate pairs and a NUL must come out the same.
+    std::string text = "{\"ruleName\": \"é😀\\n\u0001\", \"x\": \"";
+    text += std::string(70000, 'a') + "\"}";
+    Session session;
+    session.open(text);
+    const auto &documents = session.server().documents();
+    ASSERT_EQ(documents.size(), 1u);
+    EXPECT_EQ(documents.begin()->second->text, text);
+    std::string escaped =
+        R"({"jsonrpc":"2.0","method":"textDocument/didChange","params":{"textDocument":)"
+        R"({"uri":"file:///d.json","version":2},"contentChanges":[{"text":"\u00e9\ud83d\ude00\"\u0000)";
+    escaped += std::string(70000, 'b') + R"("}]}})";
+    session.raw(framed(escaped));
+    EXPECT_EQ(documents.begin()->second->text, std::string("é😀\"\0", 8) + std::string(70000, 'b'));
+}
+
+TEST(Server, AStrayByteInAMessageCostsACharacterNotTheServer) {
+    Session session;
+    session.raw(framed(R"({"jsonrpc":"2.0","method":"textDocument/didOpen","params":{"textDocument":)"
+                       R"({"uri":"file:///d.json","version":1,"text":"{\"ruleName\": \"a)"
+                       "\xFF"
+                       R"(\"}"}}})"));
+    session.wait(std::chrono::seconds(1));
+    json_t *published = session.take();
+    ASSERT_NE(published, nullptr);
+    EXPECT_STREQ(json_string_value(json_object_get(published, "method")), "textDocument/publishDiagnostics");
+    EXPECT_FALSE(session.server().finished());
+}
+
+}  // namespace
+}  // namespace tool::lsp
