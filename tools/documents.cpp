@@ -33,8 +33,10 @@ int one_document(Output &output, Tally &tally, const char *path, const std::func
 int for_each_document(const Settings &settings, bool folders, Output &output, Tally &tally,
                       const std::function<int(const char *path)> &each) {
     // Findings are written a piece at a time; standard error is fully
-    // buffered and flushed after each document.
-    setvbuf(stderr, nullptr, _IOFBF, BUFSIZ);
+    // buffered, in blocks large enough that a document with many findings
+    // costs few writes, and flushed after each document.
+    static char buffer[1 << 16];
+    setvbuf(stderr, buffer, _IOFBF, sizeof buffer);
     int status = 0;
     if (settings.operands.empty()) return one_document(output, tally, nullptr, each);
     for (const std::string &operand : settings.operands) {
