@@ -98,6 +98,16 @@ Framer::Status Framer::next(std::string &body, std::string &problem) {
         }
     }
     if (buffer_.size() - start_ < body_length_) return Status::need_more;
+    if (buffer_.size() - start_ == body_length_ && body_length_ > (size_t{1} << 20)) {
+        // A large body that ends what was fed (a document opened whole) is
+        // handed over rather than copied: its bytes move back over the headers.
+        buffer_.erase(0, start_);
+        body.swap(buffer_);
+        buffer_.clear();
+        start_ = 0;
+        body_length_ = SIZE_MAX;
+        return Status::body;
+    }
     body.assign(buffer_, start_, body_length_);
     start_ += body_length_;
     body_length_ = SIZE_MAX;
