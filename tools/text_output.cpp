@@ -90,6 +90,16 @@ class TextOutput final : public Output {
         const bool cut_start = shown_start > start, cut_end = shown_end < end;
         std::string line = cut_start ? "..." : "", padding = cut_start ? "   " : "", marks;
         const std::string_view bounded = text.substr(0, shown_end);
+        // Mostly printable ASCII, each character one column: shown as it is.
+        const std::string_view window = bounded.substr(shown_start);
+        if (std::all_of(window.begin(), window.end(),
+                        [](char c) { return static_cast<unsigned char>(c) - 0x20u < 0x5Fu; })) {
+            line.append(window);
+            padding.append(place - shown_start, ' ');
+            marks.append("^").append(stop > place + 1 ? stop - place - 1 : 0, '~');
+            finish_source(line, padding, marks, cut_end, span.line);
+            return;
+        }
         char buffer[12];
         for (size_t at = shown_start; at < shown_end;) {
             const size_t here = at;
@@ -105,10 +115,17 @@ class TextOutput final : public Output {
                 marks.append(static_cast<size_t>(piece.width), '~');
         }
         if (marks.empty()) marks.push_back('^');
+        finish_source(line, padding, marks, cut_end, span.line);
+    }
+
+    // Writes the source line `line` (numbered `number`) and under it the
+    // caret and tildes after `padding`.
+    void finish_source(std::string &line, const std::string &padding, const std::string &marks, bool cut_end,
+                       size_t number) const {
         if (cut_end) line += "...";
         int width = 5;
-        for (size_t digits = span.line; digits >= 100000; digits /= 10) ++width;
-        fprintf(stderr, " %*zu | %s\n %*s | %s%s%s%s\n", width, span.line, line.c_str(), width, "", padding.c_str(),
+        for (size_t digits = number; digits >= 100000; digits /= 10) ++width;
+        fprintf(stderr, " %*zu | %s\n %*s | %s%s%s%s\n", width, number, line.c_str(), width, "", padding.c_str(),
                 colour(GREEN), marks.c_str(), colour(PLAIN));
     }
 
