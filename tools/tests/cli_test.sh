@@ -456,7 +456,9 @@ run 1 format --strict "$work/mis.json" && empty out
 verdict "format --strict refuses to format a document with unknown properties"
 
 run 1 format -i "$work/mis.json" && same "$mis" mis.json && count err ': warning: ' 6 &&
-    has err "jsoncodec: cannot rewrite '$work/mis.json': it holds 6 properties its type does not know"
+    has err "jsoncodec: cannot rewrite '$work/mis.json': it holds 6 properties its type does not know" &&
+    printf '{"ruleName": "r", "x": 1}\n' >"$work/one.json" && run 1 format -i "$work/one.json" &&
+    has err "jsoncodec: cannot rewrite '$work/one.json': it holds 1 property its type does not know"
 verdict "format -i leaves a file with unknown properties untouched and says why"
 
 run 1 format --check "$work/mis.json" && is out "$work/mis.json" &&

@@ -369,6 +369,29 @@ TEST(Server, HoverReadsEscapedKeysAndOffersTheNearestNamesForAnUnknownOne) {
     EXPECT_EQ(hover(0, 20), "");  // a value, not a key
 }
 
+TEST(Server, HoverSaysWhatEachKindOfPropertyHolds) {
+    const std::string text =
+        R"({"actionName":"x","actionSpecific":{"actions":{"actionType":"exercise","exerciseDelay":[1],)"
+        R"("exerciseCount":9}},"actionScheduleActivity":["exec"]})";
+    Session session;
+    session.open(text);
+    for (const auto &[key, said] : std::vector<std::pair<std::string, std::string>>{
+             {"actions", "; told apart by actionType"},
+             {"actionType", "Tells the record apart; one of:"},
+             {"exerciseDelay", "array of integers"},
+             {"exerciseCount", "From -9223372036854775808 to 9223372036854775807"},
+             {"actionScheduleActivity", "At most "}}) {
+        const int character = static_cast<int>(text.find('"' + key + '"')) + 1;
+        json_t *result = json_object_get(
+            session.request("textDocument/hover",
+                            json_pack("{s:o,s:o}", "textDocument", document(), "position", at(0, character))),
+            "result");
+        const char *value = json_string_value(json_object_get(json_object_get(result, "contents"), "value"));
+        ASSERT_NE(value, nullptr) << key;
+        EXPECT_NE(std::string(value).find(said), std::string::npos) << key << ": " << value;
+    }
+}
+
 TEST(Server, AnUntypedDocumentIsSaidSoAndNotFormattedAndClosingItClearsItsFindings) {
     Session session;
     session.open("{\"x\": 1}");
