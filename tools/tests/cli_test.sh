@@ -130,8 +130,26 @@ run 1 check --color=always --first "$ex/rule-faulty.json" && has err "$(printf '
     NO_COLOR=1 run 1 check --color "$ex/rule-faulty.json" && same "$work/coloured" err
 verdict "--color=always and --color colour the faults, also under NO_COLOR"
 
-run 1 check "$ex/rule-faulty.json" && lacks err "$(printf '\033')"
-verdict "the faults are not coloured on a pipe by default"
+run 1 check "$ex/rule-faulty.json" && lacks err "$(printf '\033')" &&
+    run 1 check --color=always --color=never "$ex/rule-faulty.json" && lacks err "$(printf '\033')" &&
+    run 1 check --color=always --color=auto "$ex/rule-faulty.json" && lacks err "$(printf '\033')"
+verdict "the faults are not coloured on a pipe by default, nor by the last of --color=never or auto"
+
+# A line longer than 200 bytes shows 80 bytes either side of the place,
+# widened to whole characters (each é is two bytes; both cuts fall inside
+# one).
+e() { printf "%${1}s" | sed 's/ /é/g'; }
+printf '{"ruleName": "%s", "ruleItem_Definitions": 1, "ruleComment": "%s"}\n' "$(e 60)" "$(e 60)" >"$work/long.json"
+run 1 check --type rule "$work/long.json" && has err \
+    "     1 | ...$(e 26)\", \"ruleItem_Definitions\": 1, \"ruleComment\": \"$(e 31)..." \
+    "       | $(printf '%56s')^"
+verdict "a long line is shown around its fault, cut between characters"
+
+printf '{"ruleName": "r", "ruleItem_Definitions": [], "a~b": 1,\n "a/b": 2}\n' >"$work/slash.json"
+run 0 check --type rule --format=json "$work/slash.json" && json_fields 'f["path"], f["line"], f["column"]' &&
+    is fields "/a~0b 1 47
+/a~1b 2 2"
+verdict "a key holding '~' or '/' is escaped in its path and placed by it"
 
 # The place and kind of each line of a report, with an error's path, a
 # warning's property or a note's text.
@@ -334,7 +352,8 @@ for args in "" "verify" "check --type" "check --type nosuchtype" "check --type r
     "schema" "schema rule rule" "schema nosuchtype" "schema --type rule" "check --max-faults=-1" \
     "check --first --max-faults=3" "--version extra" "schema rule --version" "check --first=1" "check --co" \
     "format --check --in-place" "check --strict --no-warnings" "check --drop-unknown" "format -i --strict --drop-unknown" \
-    "schema --first rule" "check --format=xml" "check --color=sometimes" "format -i -" "format -i --check a.json"; do
+    "schema --first rule" "check --format=xml" "check --color=sometimes" "format -i -" "format -i --check a.json" \
+    "check -x" "lsp a.json"; do
     # shellcheck disable=SC2086 # the words are the arguments
     if ! { run 2 $args && empty out && has err "usage: jsoncodec"; }; then echo "  arguments: $args"; bad=1; fi
 done
@@ -437,7 +456,9 @@ run 1 format --strict "$work/mis.json" && empty out
 verdict "format --strict refuses to format a document with unknown properties"
 
 run 1 format -i "$work/mis.json" && same "$mis" mis.json && count err ': warning: ' 6 &&
-    has err "jsoncodec: cannot rewrite '$work/mis.json': it holds 6 properties its type does not know"
+    has err "jsoncodec: cannot rewrite '$work/mis.json': it holds 6 properties its type does not know" &&
+    printf '{"ruleName": "r", "x": 1}\n' >"$work/one.json" && run 1 format -i "$work/one.json" &&
+    has err "jsoncodec: cannot rewrite '$work/one.json': it holds 1 property its type does not know"
 verdict "format -i leaves a file with unknown properties untouched and says why"
 
 run 1 format --check "$work/mis.json" && is out "$work/mis.json" &&

@@ -346,6 +346,80 @@ TEST(Server, CompletionInAnUnfinishedDocumentAndHover) {
     EXPECT_NE(said.find("week, month, reference"), std::string::npos) << said;
 }
 
+TEST(Server, HoverReadsEscapedKeysAndOffersTheNearestNamesForAnUnknownOne) {
+    Session session;
+    session.open(
+        "{\"rul\\u0065Name\": \"r\", \"ruleItem_Definitons\": 1,\n"
+        " \"\\u00e9\\u20ac\\ud83d\\ude00\\t\\\"\\/\\n\\r\\b\\f\\u12\": 2}");
+    auto hover = [&](int line, int character) {
+        json_t *result = json_object_get(
+            session.request("textDocument/hover",
+                            json_pack("{s:o,s:o}", "textDocument", document(), "position", at(line, character))),
+            "result");
+        json_t *value = json_object_get(json_object_get(result, "contents"), "value");
+        return std::string(value != nullptr ? json_string_value(value) : "");
+    };
+    EXPECT_EQ(hover(0, 3).rfind("ruleName: property of rule", 0), 0u) << hover(0, 3);
+    EXPECT_EQ(hover(0, 27),
+              "ruleItem_Definitons is not a property of rule: the server ignores it and formatting drops it.\n\n"
+              "Did you mean ruleItem_Definitions?");
+    // A cut \u escape reads as nothing.
+    EXPECT_EQ(hover(1, 3),
+              "é€😀\t\"/\n\r\b\f is not a property of rule: the server ignores it and formatting drops it.");
+    EXPECT_EQ(hover(0, 20), "");  // a value, not a key
+}
+
+TEST(Server, HoverSaysWhatEachKindOfPropertyHolds) {
+    const std::string text =
+        R"({"actionName":"x","actionSpecific":{"actions":{"actionType":"exercise","exerciseDelay":[1],)"
+        R"("exerciseCount":9}},"actionScheduleActivity":["exec"]})";
+    Session session;
+    session.open(text);
+    for (const auto &[key, said] : std::vector<std::pair<std::string, std::string>>{
+             {"actions", "; told apart by actionType"},
+             {"actionType", "Tells the record apart; one of:"},
+             {"exerciseDelay", "array of integers"},
+             {"exerciseCount", "From -9223372036854775808 to 9223372036854775807"},
+             {"actionScheduleActivity", "At most "}}) {
+        const int character = static_cast<int>(text.find('"' + key + '"')) + 1;
+        json_t *result = json_object_get(
+            session.request("textDocument/hover",
+                            json_pack("{s:o,s:o}", "textDocument", document(), "position", at(0, character))),
+            "result");
+        const char *value = json_string_value(json_object_get(json_object_get(result, "contents"), "value"));
+        ASSERT_NE(value, nullptr) << key;
+        EXPECT_NE(std::string(value).find(said), std::string::npos) << key << ": " << value;
+    }
+}
+
+TEST(Server, AnUntypedDocumentIsSaidSoAndNotFormattedAndClosingItClearsItsFindings) {
+    Session session;
+    session.open("{\"x\": 1}");
+    session.wait(std::chrono::seconds(1));
+    json_t *diagnostics = json_object_get(json_object_get(session.take(), "params"), "diagnostics");
+    ASSERT_EQ(json_array_size(diagnostics), 1u);
+    EXPECT_STREQ(json_string_value(json_object_get(json_array_get(diagnostics, 0), "code")), "untyped");
+    auto refusal = [&] {
+        json_t *reply = session.request(
+            "textDocument/formatting",
+            json_pack("{s:o,s:{s:i,s:b}}", "textDocument", document(), "options", "tabSize", 4, "insertSpaces", 1));
+        EXPECT_EQ(error_code(reply), -32803);
+        return std::string(json_string_value(json_object_get(json_object_get(reply, "error"), "message")));
+    };
+    EXPECT_EQ(refusal().rfind("not formatted: the document's type cannot be told: ", 0), 0u);
+    session.notify("textDocument/didChange",
+                   json_pack("{s:{s:s,s:i},s:[{s:s%}]}", "textDocument", "uri", "file:///d.json", "version", 2,
+                             "contentChanges", "text", "{\"ruleName\": \"\0\"}", size_t{16}));
+    EXPECT_EQ(refusal(), "not formatted: the text holds a NUL byte");
+    session.notify("textDocument/didClose", json_pack("{s:o}", "textDocument", document()));
+    json_t *cleared = session.take();
+    EXPECT_STREQ(json_string_value(json_object_get(cleared, "method")), "textDocument/publishDiagnostics");
+    EXPECT_EQ(json_array_size(json_object_get(json_object_get(cleared, "params"), "diagnostics")), 0u);
+    EXPECT_TRUE(session.server().documents().empty());
+    session.wait(std::chrono::seconds(1));
+    EXPECT_EQ(session.waiting(), 0u);  // nothing is published for it after it closed
+}
+
 TEST(Server, ALargeTextIsReadAsJanssonReadsIt) {
     // Large texts are taken out of the message before jansson reads the
     // rest: escapes, surrogate pairs and a NUL must come out the same.
