@@ -4,8 +4,9 @@
 -- It opens a policy with misspelled keys after wide characters, a missing
 -- property and a misspelled enum value; checks where each diagnostic
 -- stands; takes the preferred quick fix of each; completes a key and a
--- value; hovers; outlines; formats, and compares the text with
--- `jsoncodec format`. Exits 0 when every step passes.
+-- value; hovers; outlines; takes every preferred fix at once
+-- (source.fixAll); formats, and compares the text with `jsoncodec format`.
+-- Exits 0 when every step passes.
 local tool = os.getenv('JSONCODEC')
 local work = os.getenv('WORK')
 local path = work .. '/policy.json'
@@ -162,6 +163,29 @@ local function run()
   check(policy.name == 'Ünïcödé 😀 policy' and workflow.name == 'Homes 🏠' and action.name == 'backup-homes' and
     action.detail == 'action: backup / traditional', 'the outline names the policy, its workflow and its action',
     symbols)
+
+  -- source.fixAll takes every preferred fix at once: a misspelled key and a
+  -- misspelled enum value.
+  local impact = row_of('"actionFailureImpact"')
+  vim.api.nvim_buf_set_lines(buffer, impact, impact + 1, false,
+    { '                    "actionFailureImpact": "abort actoin",' })
+  local flow = row_of('"workflowName"')
+  vim.api.nvim_buf_set_lines(buffer, flow, flow, false, { '            "workflowEnabeld": true,' })
+  check(settle(2), 'a misspelled key and enum value are found', diagnostics())
+  -- The same verdict by pull (Neovim 0.7 does not pull by itself).
+  local pulled = request('textDocument/diagnostic', { textDocument = document() }) or {}
+  check(pulled.kind == 'full' and #(pulled.items or {}) == 2, 'pulled diagnostics are the published ones', pulled)
+  local all = request('textDocument/codeAction', {
+    textDocument = document(),
+    range = { start = { line = 0, character = 0 }, ['end'] = { line = 0, character = 0 } },
+    context = { diagnostics = {}, only = { 'source.fixAll' } },
+  }) or {}
+  if check(#all == 1 and all[1].edit ~= nil, 'source.fixAll answers one action with an edit', all) then
+    vim.lsp.util.apply_workspace_edit(all[1].edit, client.offset_encoding or 'utf-16')
+    check(settle(0) and text():find('"workflowEnabled": true,', 1, true) ~= nil and
+      text():find('"actionFailureImpact": "abort action",', 1, true) ~= nil,
+      'source.fixAll renames the key and replaces the value', text())
+  end
 
   -- A property the type does not know would be lost: no formatting.
   vim.api.nvim_buf_set_lines(buffer, 1, 1, false, { '    "owner": "storage team",' })
