@@ -8,6 +8,7 @@
 #include <deque>
 #include <memory>
 #include <new>
+#include <optional>
 
 #include "action_schema.h"
 #include "exports.h"
@@ -258,6 +259,25 @@ Verdict syntax_fault(const std::string &text, const Root *root, Checked &out) {
     return Verdict::refused;
 }
 
+// The root type of `text`: `type` when given, else told by its keys. A
+// verdict when the document goes no further: its syntax fault, or that its
+// type cannot be told.
+std::optional<Verdict> root_of(const std::string &text, std::string_view type, Checked &out, const Root *&root) {
+    if (!type.empty()) {
+        if ((root = find_root(type)) == nullptr) return Verdict::out_of_memory;  // not a root type: a caller's slip
+    } else {
+        Told told = tell_type(text);
+        if (told.syntax) return syntax_fault(text, told.root, out);
+        if (told.root == nullptr) {
+            out.why = std::move(told.why);
+            return Verdict::untyped;
+        }
+        root = told.root;
+    }
+    out.type = root->name;
+    return std::nullopt;
+}
+
 // Keeps, of the errors, only the first in record order, the one the export
 // reports (a walk in record order meets it first), and every warning.
 void keep_first_error(std::deque<Found> &found) {
@@ -305,18 +325,7 @@ Verdict check_document(const std::string &text, const CheckOptions &options, Che
     out = Checked{};
     try {
         const Root *root = nullptr;
-        if (!options.type.empty()) {
-            if ((root = find_root(options.type)) == nullptr) return Verdict::out_of_memory;
-        } else {
-            Told told = tell_type(text);
-            if (told.syntax) return syntax_fault(text, told.root, out);
-            if (told.root == nullptr) {
-                out.why = std::move(told.why);
-                return Verdict::untyped;
-            }
-            root = told.root;
-        }
-        out.type = root->name;
+        if (const auto verdict = root_of(text, options.type, out, root)) return *verdict;
         Collector log;
         log.keep_order = options.first;
         const jsoncodec::WalkMode mode{.every_fault = true, .unknown_properties = true};
@@ -338,18 +347,7 @@ Verdict format_document(const std::string &text, std::string_view type, bool com
     out = Checked{};
     try {
         const Root *root = nullptr;
-        if (!type.empty()) {
-            if ((root = find_root(type)) == nullptr) return Verdict::out_of_memory;
-        } else {
-            Told told = tell_type(text);
-            if (told.syntax) return syntax_fault(text, told.root, out);
-            if (told.root == nullptr) {
-                out.why = std::move(told.why);
-                return Verdict::untyped;
-            }
-            root = told.root;
-        }
-        out.type = root->name;
+        if (const auto verdict = root_of(text, type, out, root)) return *verdict;
         // One decode, which reports the unknown properties it passes over (or
         // the export's first fault), and one encode.
         Collector log;
