@@ -15,7 +15,10 @@ namespace detail {
 
 void log_fault(FaultSink sink, int32_t code, path_node *path, int32_t index, const char *name, bool missing,
                const char *hint) {
-    // Without room for the pointer the fault is placed at the whole document.
+    // The schema's property names and nesting keep a fault's pointer well
+    // within `near`; a longer one (a table with longer names) takes a block
+    // of its own, and without room for it the fault is placed at the whole
+    // document.
     char near[512];
     char *pointer = near;
     const uint64_t length = format_pointer(near, sizeof near, path, index, name);

@@ -39,24 +39,21 @@ class KeptFaults {
 };
 
 // The log of a union member's trial in a walk that reports unknown
-// properties: it keeps their warnings until the member is known to match,
-// and takes no faults.
+// properties: it keeps their warnings until the member is known to match.
+// It takes no faults, so warnings are all that reach it.
 class HeldWarnings final : public FaultLog {
   public:
     HeldWarnings() { wants_faults = false; }
-    void add(const Fault &fault) override {
-        if (fault.unknown_property) kept.keep(fault);
-    }
+    void add(const Fault &warning) override { kept.keep(warning); }
     KeptFaults kept;
 };
 
 // The log of the closest member's trial, made once more when a union matches
-// no member in a checking walk: it keeps every fault of the member.
+// no member in a checking walk: it keeps every fault of the member (that
+// trial reports no unknown properties).
 class UnionFault final : public FaultLog {
   public:
-    void add(const Fault &fault) override {
-        if (!fault.unknown_property) kept_.keep(fault);
-    }
+    void add(const Fault &fault) override { kept_.keep(fault); }
 
     // Reports the union's fault into `outer` at `path` (the union's node is
     // named `name`): "No match for union, closest failure: " and the line of

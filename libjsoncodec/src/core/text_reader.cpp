@@ -123,7 +123,10 @@ class TextTree {
         uint32_t expected = 0;
         const char *p = skip_blanks(object + 1);
         if (*p != '}') {
-            // The object's members lie one level deeper than the object.
+            // The object's members lie one level deeper than the object. The
+            // walker opens only the records and arrays of the schema, whose
+            // nesting stays far below jansson's depth; the check stands so that
+            // no record table could make the reader go deeper than jansson.
             if (open_ + 2 > MAX_DEPTH) return refuse();
             ++open_;
             for (;;) {
@@ -329,7 +332,7 @@ class TextTree {
         Scope scope(*this);
         const char *p = skip_blanks(array + 1);
         if (*p != ']') {
-            if (open_ + 2 > MAX_DEPTH) return refuse();
+            if (open_ + 2 > MAX_DEPTH) return refuse();  // as for an object's members
             ++open_;
             for (size_t i = 0;; ++i) {
                 if (i == MAX_ARRAY_SZ) return refuse();  // counted as a list is read
