@@ -202,37 +202,28 @@ Told tell_type(const std::string &text) {
         return told;
     };
     if (*p != '{') {
-        if (*p != '[' || skip_value<Reals::any>(p, end, 1, nullptr) == nullptr) return syntax();
+        const char *after = *p == '[' ? skip_value<Reals::any>(p, end, 1, nullptr) : nullptr;
+        if (after == nullptr || *skip_blanks(after) != '\0') return syntax();  // jansson refuses text after the root
         told.why = "it is not a JSON object";
         return told;
     }
-    p = skip_blanks(p + 1);
     size_t keys = 0;
-    if (*p != '}') {
-        for (std::string key;;) {
-            ++keys;
-            StringToken token;
-            if (*p != '"' || !scan_string(p, end, &token)) return syntax();
-            key.resize(token.length);
-            unescape(token, key.data());
-            p = skip_blanks(token.end);
-            if (*p != ':') return syntax();
-            p = skip_blanks(p + 1);
-            for (size_t i = 0; i < std::size(roots); ++i) {
-                if (roots[i].name_property != nullptr && key == roots[i].name_property) {
-                    told.root = &roots[i];
-                    return told;
-                }
-                if (jsoncodec::has_property(*roots[i].desc, key.c_str())) ++scores[i];
+    std::string key;
+    const char *past = each_member(p, end, [&](const StringToken &token, const char *value) -> const char * {
+        ++keys;
+        key.resize(token.length);
+        unescape(token, key.data());
+        for (size_t i = 0; i < std::size(roots); ++i) {
+            if (roots[i].name_property != nullptr && key == roots[i].name_property) {
+                told.root = &roots[i];
+                return nullptr;
             }
-            if ((p = skip_value<Reals::any>(p, end, 2, nullptr)) == nullptr) return syntax();
-            p = skip_blanks(p);
-            if (*p == '}') break;
-            if (*p != ',') return syntax();
-            p = skip_blanks(p + 1);
+            if (jsoncodec::has_property(*roots[i].desc, key.c_str())) ++scores[i];
         }
-    }
-    if (*skip_blanks(p + 1) != '\0') return syntax();
+        return skip_value<Reals::any>(value, end, 2, nullptr);
+    });
+    if (told.root != nullptr) return told;  // a name property decided
+    if (past == nullptr || *skip_blanks(past) != '\0') return syntax();
     if ((told.root = best()) == nullptr)
         told.why =
             keys == 0 ? "its top-level object is empty" : "its top-level object holds no property of any root type";

@@ -315,12 +315,13 @@ printf '{"ruleName": "r", "x": 123456789012345678901234}\n' >"$work/big.json"
 printf '{"ruleName": "r\377"}\n' >"$work/byte.json"
 printf '{"ruleName": "r", "ruleName": "s"}\n' >"$work/twice.json"
 printf '{"ruleName": "r",}\n' >"$work/comma.json"
-run 1 check "$work/big.json" "$work/byte.json" "$work/twice.json" "$work/comma.json" &&
+printf '[1] x\n' >"$work/after.json"
+run 1 check "$work/big.json" "$work/byte.json" "$work/twice.json" "$work/comma.json" "$work/after.json" &&
     grep -o '^[^ ]*:[0-9]*:[0-9]*: error' "$work/err" >"$work/places" &&
     is places "$(printf '%s\n' "$work/big.json:1:24: error" "$work/byte.json:1:16: error" \
-        "$work/twice.json:1:19: error" "$work/comma.json:1:18: error")" &&
+        "$work/twice.json:1:19: error" "$work/comma.json:1:18: error" "$work/after.json:1:5: error")" &&
     has err "note: a key may appear only once in an object"
-verdict "a syntax fault is placed at its token: the number, the bad byte, the repeated key, the stray bracket"
+verdict "a syntax fault is placed at its token: the number, the bad byte, the repeated key, the stray bracket, text after the root"
 
 # A union that matches no member: the library's line, then every other
 # fault of the closest member at its place; a kind that names no member

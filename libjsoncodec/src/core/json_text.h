@@ -458,4 +458,24 @@ inline const char *skip_value(const char *p, const char *end, uint32_t depth, Ke
     }
 }
 
+// Walks the members of the object whose opening brace is at `p`: for each,
+// f(key, value) with the key's token and the position of its value, which
+// returns the position past the value, or NULL to stop there. Returns the
+// position past the object; NULL where f stopped or the text is refused.
+template <class F>
+inline const char *each_member(const char *p, const char *end, F &&f) {
+    p = skip_blanks(p + 1);
+    if (*p == '}') return p + 1;
+    for (;;) {
+        StringToken key;
+        if (*p != '"' || !scan_string(p, end, &key)) return nullptr;
+        p = skip_blanks(key.end);
+        if (*p != ':' || (p = f(static_cast<const StringToken &>(key), skip_blanks(p + 1))) == nullptr) return nullptr;
+        p = skip_blanks(p);
+        if (*p == '}') return p + 1;
+        if (*p != ',') return nullptr;
+        p = skip_blanks(p + 1);
+    }
+}
+
 }  // namespace jsoncodec::json_text

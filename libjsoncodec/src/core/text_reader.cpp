@@ -182,20 +182,15 @@ class TextTree {
     Value member(Value object, const char *name) {
         Scope scope(*this);
         const size_t length = std::strlen(name);
-        const char *p = skip_blanks(object + 1);
-        while (*p == '"') {
-            StringToken key;
-            if (!scan_string(p, end_, &key)) break;
-            p = skip_blanks(key.end);
-            if (*p != ':') break;
-            p = skip_blanks(p + 1);
-            if (!key.escaped && key.length == length && std::memcmp(key.chars, name, length) == 0) return p;
-            if ((p = skip_value(p, end_, open_ + 2, nullptr)) == nullptr) break;
-            p = skip_blanks(p);
-            if (*p != ',') break;
-            p = skip_blanks(p + 1);
-        }
-        return nullptr;
+        Value found = nullptr;
+        each_member(object, end_, [&](const StringToken &key, const char *value) -> const char * {
+            if (!key.escaped && key.length == length && std::memcmp(key.chars, name, length) == 0) {
+                found = value;
+                return nullptr;
+            }
+            return skip_value(value, end_, open_ + 2, nullptr);
+        });
+        return found;
     }
 
     bool is_one_of(Value v, const EnumDesc &allowed) {
@@ -236,17 +231,10 @@ class TextTree {
     template <class F>
     void each_key(Value object, F &&f) {
         Scope scope(*this);
-        const char *p = skip_blanks(object + 1);
-        while (*p == '"') {
-            StringToken key;
-            if (!scan_string(p, end_, &key)) return;
+        each_member(object, end_, [&](const StringToken &key, const char *value) {
             if (!key.escaped) with_text(key, f);
-            p = skip_blanks(key.end);
-            if (*p != ':' || (p = skip_value(skip_blanks(p + 1), end_, open_ + 2, nullptr)) == nullptr) return;
-            p = skip_blanks(p);
-            if (*p != ',') return;
-            p = skip_blanks(p + 1);
-        }
+            return skip_value(value, end_, open_ + 2, nullptr);
+        });
     }
 
     Copy copy_string(Value v, char **copy) {
