@@ -72,6 +72,10 @@ inline const std::vector<Document> &documents() {
                         R"({"actionName":"untyped","actionSchedulePeriod":"week","actionScheduleActivity":[],)"
                         R"("actionSpecific":{"actions":{"exerciseFunction":"generate"}}})",
                         {}});
+        docs.push_back({"rule with a long unknown key",
+                        &root_types[3],
+                        R"({"ruleName":"long",")" + std::string(300, 'k') + R"(":1})",
+                        {}});
         std::string items;
         for (int i = 0; i < 12; ++i) items += R"(,{"item_definitionValue":"v)" + std::to_string(i) + "\"}";
         docs.push_back({"rule with twelve items",

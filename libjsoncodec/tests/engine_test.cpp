@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "codec.h"
+#include "engine_internal.h"
 #include "exports.h"
 #include "faults.h"
 #include "table.h"
@@ -77,6 +78,17 @@ constexpr FieldDesc needs_fields[] = {JC_STRING_ARRAY(needs, names, REQUIRED),
                                       JC_INTEGER_ARRAY(needs, codes, REQUIRED)};
 constexpr TypeDesc needs_desc = JC_TYPE(needs, needs_fields);
 
+// A record that may hold one of its own kind.
+struct chain_link {
+    char *tag;
+    chain_link *down;
+    uint8_t down_present;
+};
+extern const TypeDesc chain_link_desc;
+constexpr FieldDesc chain_link_fields[] = {JC_STRING(chain_link, tag, REQUIRED),
+                                           JC_RECORD_POINTER(chain_link, down, OPTIONAL, chain_link, chain_link_desc)};
+constexpr TypeDesc chain_link_desc = JC_TYPE(chain_link, chain_link_fields);
+
 // A union of two members inside a wrapper, embedded in a holder.
 struct alpha {
     char *x, *y;
@@ -105,6 +117,41 @@ struct holder {
 };
 constexpr FieldDesc holder_fields[] = {JC_RECORD(holder, pick, REQUIRED, choice, choice_desc)};
 constexpr TypeDesc holder_desc = JC_TYPE(holder, holder_fields);
+
+// A union whose members tell themselves apart by "kind" (a text two of them
+// allow), by "sort", or by nothing (alpha's first property is no enum).
+JC_ENUM_VALUES(ab_enum, "a", "b");
+JC_ENUM_VALUES(bc_enum, "b", "c");
+JC_ENUM_VALUES(s_enum, "s");
+struct by_ab {
+    char *kind;
+};
+constexpr FieldDesc by_ab_fields[] = {JC_ENUM(by_ab, kind, REQUIRED, ab_enum)};
+constexpr TypeDesc by_ab_desc = JC_TYPE(by_ab, by_ab_fields);
+struct by_bc {
+    char *kind;
+};
+constexpr FieldDesc by_bc_fields[] = {JC_ENUM(by_bc, kind, REQUIRED, bc_enum)};
+constexpr TypeDesc by_bc_desc = JC_TYPE(by_bc, by_bc_fields);
+struct by_sort {
+    char *sort;
+};
+constexpr FieldDesc by_sort_fields[] = {JC_ENUM(by_sort, sort, REQUIRED, s_enum)};
+constexpr TypeDesc by_sort_desc = JC_TYPE(by_sort, by_sort_fields);
+struct mixed {
+    union {
+        struct by_ab by_ab;
+        struct by_sort by_sort;
+        struct alpha alpha;
+        struct by_bc by_bc;
+    } u;
+    uint8_t u_type;
+};
+JC_UNION_MEMBERS(mixed_members, JC_UNION_MEMBER(mixed, u, by_ab, by_ab_desc),
+                 JC_UNION_MEMBER(mixed, u, by_sort, by_sort_desc), JC_UNION_MEMBER(mixed, u, alpha, alpha_desc),
+                 JC_UNION_MEMBER(mixed, u, by_bc, by_bc_desc));
+constexpr FieldDesc mixed_fields[] = {JC_UNION(mixed, u, mixed_members)};
+constexpr TypeDesc mixed_desc = JC_TYPE(mixed, mixed_fields);
 
 // A decoded record, released and freed whatever the outcome.
 struct Decoded {
@@ -320,6 +367,42 @@ TEST(EngineCheck, EveryFaultWithItsPointerAndHint) {
             EXPECT_EQ(check_walk(row.type, row.json.c_str(), log, {.every_fault = every}), 202);
             EXPECT_EQ(log.seen, every ? row.faults : std::vector<std::string>{row.faults[0]});
         }
+    }
+}
+
+// A fault 41 records deep, past the levels a place keeps in record order:
+// both walks find it at its pointer, its place cut to the levels kept.
+TEST(EngineCheck, AFaultDeeperThanThePlacesKeep) {
+    struct Log final : FaultLog {
+        void add(const Fault &f) override { seen.push_back(f.pointer + (" " + std::to_string(f.order_length))); }
+        std::vector<std::string> seen;
+    };
+    std::string json, pointer;
+    for (int i = 0; i < 40; ++i) json += R"({"tag":"t","down":)", pointer += "/down";
+    json += R"({"tag":5})" + std::string(40, '}');
+    for (auto *check : {check_walk, check_text}) {
+        Log log;
+        EXPECT_EQ(check(chain_link_desc, json.c_str(), log, {.every_fault = true}), 202);
+        EXPECT_EQ(log.seen, std::vector<std::string>{pointer + "/tag " + std::to_string(detail::ORDER_DEPTH)});
+    }
+}
+
+// When every discriminator that is written refuses its text, the note names
+// the texts of the members that share it, each once (not those of a member
+// told by another property, nor of one told by none), and the hint is the
+// nearest of them.
+TEST(EngineCheck, TheKindsOfTheMembersThatShareTheDiscriminator) {
+    struct Log final : FaultLog {
+        void add(const Fault &f) override {
+            (f.note ? notes : hints).push_back(f.note ? f.message : f.hint != nullptr ? f.hint : "");
+        }
+        std::vector<std::string> notes, hints;
+    };
+    for (auto *check : {check_walk, check_text}) {
+        Log log;
+        EXPECT_EQ(check(mixed_desc, R"({"u":{"kind":"bb","sort":5}})", log, {.every_fault = true}), 202);
+        EXPECT_EQ(log.notes, std::vector<std::string>{"'kind' is one of: 'a', 'b', 'c'"});
+        EXPECT_EQ(log.hints, std::vector<std::string>{"b"});
     }
 }
 
@@ -600,6 +683,11 @@ TEST(EngineEncode, RefusedTextsGoThroughTheConversionHookOnce) {
         EXPECT_EQ(encode(sample_desc, &h.s), expected);
         EXPECT_EQ(hook_calls, hook == &replacing_hook ? 2 : hook == nullptr ? 0 : 1);  // valid texts never reach it
     }
+    // Nor does a string that is not there.
+    string_conversion_hook = &replacing_hook;
+    hook_calls = 0;
+    EXPECT_EQ(string_to_json(nullptr), nullptr);
+    EXPECT_EQ(hook_calls, 0);
 }
 
 // ---------------------------------------------------------------- the line

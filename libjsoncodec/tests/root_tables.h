@@ -32,10 +32,13 @@ struct RecordedFaults final : jsoncodec::FaultLog {
     void add(const jsoncodec::Fault &fault) override {
         lines.emplace_back(fault.message);
         pointers.emplace_back(fault.pointer);
+        codes.push_back(fault.status);
     }
     void discard() override {
         lines.clear();
         pointers.clear();
+        codes.clear();
     }
     std::vector<std::string> lines, pointers;
+    std::vector<int32_t> codes;
 };

@@ -84,11 +84,13 @@ TEST(Writer, SameTextAsTheTreeOrNoneWhereTheTreeFails) {
     EXPECT_EQ(write_record_text(probe_desc, &cycle.rec, false), nullptr);
 }
 
-// Each text alone and behind plain bytes; jansson's UTF-8 check decides, at
-// the boundaries of every rule.
+// Each text alone, between plain bytes and at the end of a text longer than
+// a word; jansson's UTF-8 check decides, at the boundaries of every rule.
 TEST(Writer, StringsAsJanssonJudgesThem) {
     Probe p;
-    for (const char *bytes : {"\xC2\x80",
+    for (const char *bytes : {"\x1F",
+                              "\"",
+                              "\xC2\x80",
                               "\xDF\xBF",
                               "\xED\x9F\xBF",
                               "\xEE\x80\x80",
@@ -109,7 +111,8 @@ TEST(Writer, StringsAsJanssonJudgesThem) {
                               "\xF8\x90\x80\x80",
                               "\xFF",
                               "\xF0\x9D\x84"})
-        for (std::string text : {std::string(bytes), "abcde" + std::string(bytes) + "zzzzzzzz"}) {
+        for (std::string text :
+             {std::string(bytes), "abcde" + std::string(bytes) + "zzzzzzzz", "abcdefghi" + std::string(bytes)}) {
             p.rec.text = text.data();
             compare(&p.rec);
         }

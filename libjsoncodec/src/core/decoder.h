@@ -239,6 +239,15 @@ class Walk {
         return RMQC_OK;
     }
 
+    // The text of the string `value`, copied into *copy by a building walk,
+    // only read by a checking one.
+    Copy take_string(Value value, char **copy) {
+        if constexpr (Builds)
+            return tree_.copy_string(value, copy);
+        else
+            return tree_.check_string(value);
+    }
+
     int32_t string(const FieldDesc &field, Value value, void *record, path_node *path) {
         if (!tree_.is_string(value))
             return report_fixed(RMQC_ERR_DECODE, placed(value), path, PATH_FIELD, field.name, text::string_expected);
@@ -247,15 +256,13 @@ class Walk {
             return report_enum(RMQC_ERR_DECODE, placed(value), path->child, *field.allowed, tree_.hint_text(value));
         }
         char *copy = nullptr;
-        switch (Builds ? tree_.copy_string(value, &copy) : tree_.check_string(value)) {
-            case Copy::Done:
-                if constexpr (Builds) at<char *>(record, field.offset) = copy;
-                return RMQC_OK;
-            case Copy::NotString:  // text the source cannot read as jansson does
-                return report_fixed(RMQC_ERR_DECODE, placed(value), path, PATH_FIELD, field.name,
-                                    text::string_expected);
-            case Copy::NoMemory: break;
+        const Copy copied = take_string(value, &copy);
+        if (copied == Copy::Done) {
+            if constexpr (Builds) at<char *>(record, field.offset) = copy;
+            return RMQC_OK;
         }
+        if (copied == Copy::NotString)  // text the source cannot read as jansson does
+            return report_fixed(RMQC_ERR_DECODE, placed(value), path, PATH_FIELD, field.name, text::string_expected);
         return report_fixed(RMQC_ERR_NOMEM, placed(value), path, PATH_FIELD, field.name, text::string_alloc);
     }
 
@@ -286,18 +293,15 @@ class Walk {
                                          text::integer_item_expected);
             } else {
                 char *text = nullptr;
-                switch (Builds ? tree_.copy_string(item, &text) : tree_.check_string(item)) {
-                    case Copy::Done:
-                        if constexpr (Builds) static_cast<char **>(block)[i] = text;
-                        break;
-                    case Copy::NotString:
-                        fault = report_fixed(RMQC_ERR_DECODE, placed(item), path, index, field.name,
-                                             text::string_item_expected);
-                        break;
-                    case Copy::NoMemory:
-                        fault = report_fixed(RMQC_ERR_NOMEM, placed(item), path, index, field.name,
-                                             text::string_item_alloc);
-                        break;
+                const Copy copied = take_string(item, &text);
+                if (copied == Copy::Done) {
+                    if constexpr (Builds) static_cast<char **>(block)[i] = text;
+                } else if (copied == Copy::NotString) {
+                    fault = report_fixed(RMQC_ERR_DECODE, placed(item), path, index, field.name,
+                                         text::string_item_expected);
+                } else {
+                    fault =
+                        report_fixed(RMQC_ERR_NOMEM, placed(item), path, index, field.name, text::string_item_alloc);
                 }
             }
             return fault != RMQC_OK ? stop_after(fault, first) : RMQC_OK;

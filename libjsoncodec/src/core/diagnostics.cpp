@@ -35,14 +35,13 @@ void append_number(BoundedText &text, uint32_t value) {
     while (count > 0) text.put(digits[--count]);
 }
 
-// Prints one node of the path as its index says ("<name>", ".name[]",
-// ".name", ".name[i]"); returns the full length. Written piece by piece:
-// a checking walk prints a path for every fault of a document.
-int print_node(char *buf, uint64_t room, const path_node *node) {
-    const char *name = node->name != nullptr ? node->name : "";
-    BoundedText text(buf, room);
+}  // namespace
+
+// Written piece by piece: a checking walk prints a path for every fault of
+// a document.
+void append_node(BoundedText &text, const path_node *node) {
     text.put(node->index == PATH_ROOT ? '<' : '.');
-    text.append(name);
+    if (node->name != nullptr) text.append(node->name);
     switch (node->index) {
         case PATH_ROOT: text.put('>'); break;
         case PATH_ARRAY: text.append("[]"); break;
@@ -53,10 +52,7 @@ int print_node(char *buf, uint64_t room, const path_node *node) {
             text.put(']');
             break;
     }
-    return static_cast<int>(text.length());
 }
-
-}  // namespace
 
 int bounded_vformat(char *buf, uint64_t size, const char *format, va_list args) {
     char scratch[1];
@@ -65,7 +61,8 @@ int bounded_vformat(char *buf, uint64_t size, const char *format, va_list args) 
         size = 1;
     }
     int needed = std::vsnprintf(buf, size, format, args);
-    if (needed >= 0 && static_cast<uint64_t>(needed) >= size) buf[size - 1] = '\0';
+    // An output error (a negative count) ends the text at the buffer's end too.
+    if (static_cast<uint64_t>(needed) >= size) buf[size - 1] = '\0';
     return needed;
 }
 
@@ -93,9 +90,10 @@ uint64_t format_path(char *buf, uint64_t size, path_node *path, int32_t index, c
     buf[0] = '\0';
     uint64_t written = 0;
     for (path_node *node = root; node != nullptr && written < size; node = node->child) {
-        uint64_t room = size - written;
-        int length = print_node(buf + written, room, node);
-        if (length > 0) written += static_cast<uint64_t>(length) < room ? static_cast<uint64_t>(length) : room;
+        const uint64_t room = size - written;
+        BoundedText text(buf + written, room);
+        append_node(text, node);
+        written += text.length() < room ? text.length() : room;
         if (node == leaf) break;
     }
     return written;
@@ -149,16 +147,11 @@ int32_t report_error(const char *detail, int32_t code, char *errbuf, uint64_t er
     uint64_t room = errlen - used - 1;
     char *end = errbuf + used;
 
-    const char *fragment = status_fragment(code);
-    uint64_t fragment_length;
-    if (fragment != nullptr) {
+    if (const char *fragment = status_fragment(code))
         std::strncat(end, fragment, room);
-        fragment_length = std::strlen(end);
-    } else {
-        int needed = bounded_format(end, room + 1, ": Unknown rmqc library error %d. ", code);
-        fragment_length =
-            needed < 0 ? 0 : (static_cast<uint64_t>(needed) < room ? static_cast<uint64_t>(needed) : room);
-    }
+    else
+        bounded_format(end, room + 1, ": Unknown rmqc library error %d. ", code);
+    const uint64_t fragment_length = std::strlen(end);
     if (detail != nullptr) std::strncat(end + fragment_length, detail, room - fragment_length);
     return code;
 }

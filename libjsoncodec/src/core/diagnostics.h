@@ -62,6 +62,10 @@ class BoundedText {
     uint64_t length_ = 0;
 };
 
+// Appends one node of a path: "<name>" for a root, ".name[]", ".name" or
+// ".name[i]" for the others, as the node's index says.
+void append_node(BoundedText &text, const path_node *node);
+
 // Writes the path text into `buf`. With `name` NULL the leaf is `path`;
 // otherwise the leaf is `path->child`, renamed to `name`/`index`. Returns
 // the characters counted, which equals `size` when the text was cut.

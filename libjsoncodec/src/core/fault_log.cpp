@@ -13,24 +13,30 @@ namespace jsoncodec {
 
 namespace detail {
 
+namespace {
+
+// The JSON Pointer of the place (path, index, name) names, in a block of its
+// own: NULL when there is no room for it, and the finding is then placed at
+// the whole document.
+char *pointer_to(path_node *path, int32_t index, const char *name) {
+    const uint64_t length = format_pointer(nullptr, 0, path, index, name);
+    char *pointer = static_cast<char *>(std::malloc(length + 1));
+    if (pointer != nullptr) format_pointer(pointer, length + 1, path, index, name);
+    return pointer;
+}
+
+}  // namespace
+
 void log_fault(FaultSink sink, int32_t code, path_node *path, int32_t index, const char *name, bool missing,
                const char *hint) {
-    // The schema's property names and nesting keep a fault's pointer well
-    // within `near`; a longer one (a table with longer names) takes a block
-    // of its own, and without room for it the fault is placed at the whole
-    // document.
-    char near[512];
-    char *pointer = near;
-    const uint64_t length = format_pointer(near, sizeof near, path, index, name);
-    if (length >= sizeof near && (pointer = static_cast<char *>(std::malloc(length + 1))) != nullptr)
-        format_pointer(pointer, length + 1, path, index, name);
+    char *pointer = pointer_to(path, index, name);
     Fault fault{code, sink.len != 0 ? sink.buf : "", pointer != nullptr ? pointer : "", missing, hint, 0, 0};
     fault.begin = sink.begin;
     fault.end = sink.end;
     fault.order = sink.order;
     fault.order_length = sink.order_length;
     sink.log->add(fault);
-    if (pointer != near) std::free(pointer);
+    std::free(pointer);
 }
 
 namespace {
@@ -41,15 +47,7 @@ namespace {
 void append_record_path(BoundedText &text, const path_node *node) {
     if (node->parent != nullptr) append_record_path(text, node->parent);
     if (node->index == PATH_ROOT && node->parent != nullptr) return;
-    char piece[DETAIL_SIZE];
-    const char *name = node->name != nullptr ? node->name : "";
-    switch (node->index) {
-        case PATH_ROOT: bounded_format(piece, sizeof piece, "<%s>", name); break;
-        case PATH_ARRAY: bounded_format(piece, sizeof piece, ".%s[]", name); break;
-        case PATH_FIELD: bounded_format(piece, sizeof piece, ".%s", name); break;
-        default: bounded_format(piece, sizeof piece, ".%s[%d]", name, static_cast<int>(node->index)); break;
-    }
-    text.append(piece);
+    append_node(text, node);
 }
 
 }  // namespace
@@ -63,10 +61,7 @@ void report_unknown(FaultSink sink, const TypeDesc &type, const char *key, path_
     append_record_path(text, path);
     text.append(": ");
     text.append(detail);
-    // Without room for the pointer the warning is placed at the whole document.
-    const uint64_t length = format_pointer(nullptr, 0, path, PATH_FIELD, key);
-    char *pointer = static_cast<char *>(std::malloc(length + 1));
-    if (pointer != nullptr) format_pointer(pointer, length + 1, path, PATH_FIELD, key);
+    char *pointer = pointer_to(path, PATH_FIELD, key);
     Fault warning{RMQC_OK, line, pointer != nullptr ? pointer : "", false, suggestion.best, 0, 0};
     warning.unknown_property = true;
     warning.begin = sink.begin;

@@ -39,13 +39,13 @@ inline const char *skip_blanks(const char *p) {
     return p;
 }
 
-// The length of the UTF-8 sequence at `p` when jansson takes it as one
+// The length of the UTF-8 sequence at `p`, whose first byte is not ASCII
+// (callers pass those on by themselves), when jansson takes it as one
 // character (no overlong form, no surrogate, nothing above U+10FFFF), else 0.
 inline size_t utf8_sequence(const unsigned char *p) {
     const unsigned char first = p[0];
     uint32_t value;
     size_t length;
-    if (first < 0x80) return 1;
     if (first < 0xC2) return 0;  // a continuation byte, or an overlong two-byte form
     if (first < 0xE0) {
         length = 2;

@@ -93,9 +93,8 @@ class TextTree {
     static bool is_string(Value v) { return v != nullptr && *v == '"'; }
 
     // The bytes of the token at `v`: a string's or a scalar's whole, a
-    // container's opening bracket.
+    // container's opening bracket. The walker asks only for values present.
     Place place(Value v) const {
-        if (v == nullptr) return Place{};
         const char *end = v + 1;
         if (*v == '"') {
             end = pass_string(v, end_);
@@ -253,9 +252,10 @@ class TextTree {
         return Copy::Done;
     }
 
+    // The readers of scalars and arrays below are given present values only:
+    // the walker asks for an absent property's value nowhere.
     bool boolean(Value v, int32_t *out) {
         const char *p = nullptr;
-        if (v == nullptr) return false;
         if (*v == 't' && (p = scan_literal(v, "true", 4)) != nullptr) {
             *out = 1;
         } else if (*v == 'f' && (p = scan_literal(v, "false", 5)) != nullptr) {
@@ -268,7 +268,7 @@ class TextTree {
     }
 
     bool integer(Value v, int64_t *out) {
-        if (v == nullptr || (*v != '-' && (*v < '0' || *v > '9'))) return false;
+        if (*v != '-' && (*v < '0' || *v > '9')) return false;
         bool is_integer = false;
         int64_t value = 0;
         const char *p = scan_number(v, &is_integer, &value);
@@ -286,7 +286,7 @@ class TextTree {
     // passed by its quotes alone: each() reads every element after this, and
     // checks it then.
     bool array_size(Value v, size_t *size) {
-        if (v == nullptr || *v != '[') return false;
+        if (*v != '[') return false;
         Scope scope(*this);
         size_t count = 0;
         const char *p = skip_blanks(v + 1);
