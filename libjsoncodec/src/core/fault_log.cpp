@@ -179,7 +179,6 @@ int32_t UnionFault::report(FaultSink outer, path_node *path, const char *name, c
     bounded_format(cut, sizeof cut, "%s", member.message);
     bounded_format(line, sizeof line, text::union_closest, cut);
     report_error(line, RMQC_ERR_DECODE, outer.buf, outer.len, path, PATH_FIELD, name);
-    if (outer.log == nullptr || !outer.log->wants_faults) return RMQC_ERR_DECODE;
     // The failure that decided, in full: the member's own, or the one its
     // own union passed on. A line cut by the fixed length lacks it.
     const char *cause = member.full != nullptr ? member.full : member.message;

@@ -55,10 +55,11 @@ class UnionFault final : public FaultLog {
   public:
     void add(const Fault &fault) override { kept_.keep(fault); }
 
-    // Reports the union's fault into `outer` at `path` (the union's node is
-    // named `name`): "No match for union, closest failure: " and the line of
-    // the member's first fault in record order, cut as the export cuts it,
-    // placed at that fault, with the union's own `hint` when it has one.
+    // Reports the union's fault into `outer`, whose log wants faults, at
+    // `path` (the union's node is named `name`): "No match for union, closest
+    // failure: " and the line of the member's first fault in record order,
+    // cut as the export cuts it, placed at that fault, with the union's own
+    // `hint` when it has one.
     // When `notes` is set, notes follow it in the log: `kinds` (what the
     // union's discriminator may name, or NULL), the member's line in full
     // where the union's line cut it, and each other fault of the member at
