@@ -37,8 +37,8 @@ const char *rule_name(Rule rule) {
     switch (rule) {
         case Rule::invalid_json: return "invalid-json";
         case Rule::missing_property: return "missing-property";
-        case Rule::invalid_value: return "invalid-value";
         case Rule::unknown_property: return "unknown-property";
+        case Rule::invalid_value: break;
     }
     return "invalid-value";
 }
@@ -50,8 +50,7 @@ const TypeDesc *root_of(const Document &document, const Node &tree) {
 
 // The property name of a JSON Pointer's last token.
 std::string last_token(std::string_view pointer) {
-    const size_t slash = pointer.rfind('/');
-    std::string_view token = slash == std::string_view::npos ? pointer : pointer.substr(slash + 1);
+    const std::string_view token = pointer.substr(pointer.rfind('/') + 1);  // npos + 1: the whole
     std::string name;
     for (size_t i = 0; i < token.size(); ++i) {
         if (token[i] == '~' && i + 1 < token.size() && (token[i + 1] == '0' || token[i + 1] == '1')) {
@@ -79,9 +78,10 @@ std::string value_of(const FieldDesc *field, int depth) {
         case Kind::List: return "[]";
         case Kind::Record:
         case Kind::RecordPointer: return record_value(*field->nested, depth + 1);
-        case Kind::Union: return record_value(*field->members->types[0], depth + 1);
+        case Kind::Union: break;
     }
-    return "null";
+    // A union's: its first member's.
+    return record_value(*field->members->types[0], depth + 1);
 }
 
 std::string record_value(const TypeDesc &type, int depth) {
@@ -287,13 +287,13 @@ struct Symbol {
     std::vector<Symbol> children;
 };
 
-// The name property of a record type: a required string property whose
-// name ends in "Name", first of all.
+// The name property of a record type: a string property whose name ends in
+// "Name", first of all (the record types' first properties are required).
 const FieldDesc *name_property(const TypeDesc &type) {
     if (type.field_count == 0) return nullptr;
     const FieldDesc &first = type.fields[0];
     const std::string_view name = first.name;
-    return first.kind == Kind::String && first.required && name.size() > 4 && name.ends_with("Name") ? &first : nullptr;
+    return first.kind == Kind::String && name.ends_with("Name") ? &first : nullptr;
 }
 
 void outline(const Node &object, const RecordAt &record, Symbol &parent, std::vector<std::string> *kinds) {

@@ -94,12 +94,12 @@ TEST(Ranking, NearestFirstCaseCountsOneAndFarNamesAreLeftOut) {
 // A client in process: what it sends, and the server's messages parsed.
 class Session {
   public:
-    explicit Session(json_t *capabilities = nullptr)
+    explicit Session(json_t *capabilities = nullptr, int debounce = 100)
         : server_([this](std::string_view bytes) { output_ += bytes; }, [this](std::string_view) { ++logged_; },
                   "test") {
         if (capabilities == nullptr) capabilities = json_object();
         send(json_pack("{s:i,s:s,s:{s:o,s:{s:i}}}", "id", 1, "method", "initialize", "params", "capabilities",
-                       capabilities, "initializationOptions", "debounceMs", 100));
+                       capabilities, "initializationOptions", "debounceMs", debounce));
         json_t *reply = take();  // jansson's json_is_* read their argument twice
         EXPECT_TRUE(json_is_object(json_object_get(reply, "result")));
     }
@@ -140,6 +140,7 @@ class Session {
     }
     size_t waiting() const { return messages_.size(); }
     Server &server() { return server_; }
+    int logged() const { return logged_; }
     // Publishes what is due `later` from now.
     void wait(std::chrono::milliseconds later) {
         server_.publish_due(Clock::now() + later);
@@ -229,6 +230,74 @@ TEST(Server, ProtocolErrorsAndTheLifeOfTheServer) {
     EXPECT_EQ(fresh.exit_status(), 1);
     early.end_of_input();
     EXPECT_TRUE(early.finished());
+}
+
+TEST(Server, EachMalformedMessageIsAnsweredOrPassedOverAsTheProtocolSays) {
+    struct Row {
+        const char *message;
+        int code;  // 0: no reply
+        const char *said;
+        int logs;
+    };
+    const Row rows[] = {
+        {R"({"id":3,"result":{}})", 0, "", 0},  // a client's reply
+        {R"({"id":3})", -32600, "a request names its method", 0},
+        {R"({"id":true,"method":"textDocument/hover"})", -32600, "an id is a number or a text", 0},
+        {R"({"id":4,"method":"initialize","params":{}})", -32600, "the server is initialized already", 0},
+        {R"({"id":5,"method":"textDocument/hover","params":{}})", -32602, "textDocument/hover needs a textDocument", 0},
+        {R"({"id":6,"method":"textDocument/hover","params":{"textDocument":{"uri":"file:///n"}}})", -32602,
+         "the document is not open", 0},
+        {R"({"method":"$/cancelRequest"})", 0, "", 0},
+        {R"({"method":"textDocument/didOpen","params":{"textDocument":{"text":"{}"}}})", 0, "", 1},
+        {R"({"method":"textDocument/didOpen","params":{"textDocument":{"uri":"file:///n","text":9}}})", 0, "", 1},
+        {R"({"method":"textDocument/didOpen","params":{"textDocument":{"uri":"file:///n","text":-1}}})", 0, "", 1},
+        {R"({"method":"textDocument/didChange","params":{"textDocument":{"uri":"file:///n"}}})", 0, "", 1},
+        {R"({"method":"textDocument/didClose","params":{"textDocument":{"uri":"file:///n"}}})", 0, "", 0},
+    };
+    Session session(nullptr, -5);  // a pause out of range: the default one
+    for (const Row &row : rows) {
+        const int logged = session.logged();
+        session.raw(framed(row.message));
+        json_t *reply = session.take();
+        EXPECT_EQ(reply == nullptr ? 0 : error_code(reply), row.code) << row.message;
+        if (reply != nullptr)
+            EXPECT_STREQ(json_string_value(json_object_get(json_object_get(reply, "error"), "message")), row.said);
+        EXPECT_EQ(session.logged() - logged, row.logs) << row.message;
+    }
+    EXPECT_TRUE(session.server().documents().empty());
+    session.open("{}");
+    session.open("{\"ruleName\": \"r\"}");  // opened again: its text replaced
+    ASSERT_EQ(session.server().documents().size(), 1u);
+    EXPECT_EQ(session.server().documents().begin()->second->text, "{\"ruleName\": \"r\"}");
+    session.notify("textDocument/didChange", json_pack("{s:o,s:[{s:i}]}", "textDocument", document(), "contentChanges",
+                                                       "text", 1));  // no text: passed over
+    EXPECT_EQ(session.server().documents().begin()->second->text, "{\"ruleName\": \"r\"}");
+    EXPECT_EQ(session.server().wait_ms(Clock::now()), DEFAULT_DEBOUNCE_MS);
+    // A header that cannot be met ends the server; what follows is not read.
+    session.raw("Content-Length: x\r\n\r\n" + framed(R"({"id":8,"method":"shutdown"})"));
+    EXPECT_TRUE(session.server().finished());
+    EXPECT_EQ(session.waiting(), 0u);
+    EXPECT_EQ(session.server().wait_ms(Clock::now()), -1);
+    session.raw(framed(R"({"id":9,"method":"shutdown"})"));
+    session.server().end_of_input();
+    EXPECT_EQ(session.server().exit_status(), 1);
+    EXPECT_EQ(session.waiting(), 0u);
+
+    // Before initialize and after shutdown, notifications are passed over;
+    // after exit, the rest of what was read is.
+    std::string output;
+    Server server([&](std::string_view bytes) { output += bytes; }, [](std::string_view) {}, "test");
+    const std::string open =
+        framed(R"({"method":"textDocument/didOpen","params":{"textDocument":{"uri":"file:///d.json","text":"{}"}}})");
+    server.feed(open + framed(R"({"id":1,"method":"initialize"})") + framed(R"({"id":2,"method":"shutdown"})") + open);
+    EXPECT_TRUE(server.documents().empty());
+    server.feed(framed(R"({"method":"exit"})") + framed(R"({"id":3,"method":"initialize"})"));
+    EXPECT_EQ(server.exit_status(), 0);
+    EXPECT_EQ(output.find("\"id\":3"), std::string::npos);
+    Server cut([](std::string_view) {}, [](std::string_view) {}, "test");
+    cut.feed(framed(R"({"id":1,"method":"initialize"})") + framed(R"({"id":2,"method":"shutdown"})") + "Content-Le");
+    cut.end_of_input();
+    EXPECT_EQ(cut.exit_status(), 0);
 }
 
 TEST(Server, ChangesApplyInOrderAndOnlyTheLastVersionIsPublished) {
@@ -436,6 +505,38 @@ TEST(Server, ALargeTextIsReadAsJanssonReadsIt) {
     escaped += std::string(70000, 'b') + R"("}]}})";
     session.raw(framed(escaped));
     EXPECT_EQ(documents.begin()->second->text, std::string("é😀\"\0", 8) + std::string(70000, 'b'));
+    // Each text between `"text"` and `}`, as the message spells it: what the
+    // document then holds, or nothing for a message jansson refuses.
+    const std::string large(70000, 'a');
+    const std::vector<std::pair<std::string, std::string>> rows = {
+        {"\"text\" :\t\r\n \"" + std::string(R"(\"\/\b\f\n\r\t\u20AC\uFFFD)") + large + R"(\\\n")",
+         "\"/\b\f\n\r\t€\uFFFD" + large + "\\\n"},
+        {"\"text\": \"\xFF" + large + "\"", "\uFFFD" + large},
+        {R"("languageId": "text", "t": ")" + large + R"(", "text": "{}")", "{}"},
+        {R"("text": "\x)" + large + "\"", ""},
+        {R"("text": "\u12G4)" + large + "\"", ""},
+        {R"("text": "\udc00)" + large + "\"", ""},
+        {R"("text": "\ud83dx)" + large + "\"", ""},
+        {R"("text": "\ud83d\u0041)" + large + "\"", ""},
+        {R"("text": "\ud83d\ue000)" + large + "\"", ""},
+        {R"("text": ")" + large + R"(\u12")", ""},
+        {R"("text": ")" + large, ""},
+        {R"("t": ")" + large, ""},
+    };
+    for (const auto &[spelled, held] : rows) {
+        session.notify("textDocument/didClose", json_pack("{s:o}", "textDocument", document()));
+        session.take();
+        session.raw(framed(R"({"jsonrpc":"2.0","method":"textDocument/didOpen","params":{"textDocument":)"
+                           R"({"uri":"file:///d.json","version":1,)" +
+                           spelled + "}}}"));
+        if (held.empty()) {
+            EXPECT_EQ(error_code(session.take()), -32700) << spelled.substr(0, 40);
+            EXPECT_TRUE(documents.empty());
+        } else {
+            ASSERT_EQ(documents.size(), 1u) << spelled.substr(0, 40);
+            EXPECT_EQ(documents.begin()->second->text, held) << spelled.substr(0, 40);
+        }
+    }
 }
 
 TEST(Server, AStrayByteInAMessageCostsACharacterNotTheServer) {
@@ -449,6 +550,70 @@ TEST(Server, AStrayByteInAMessageCostsACharacterNotTheServer) {
     ASSERT_NE(published, nullptr);
     EXPECT_STREQ(json_string_value(json_object_get(published, "method")), "textDocument/publishDiagnostics");
     EXPECT_FALSE(session.server().finished());
+}
+
+// jansson's allocations, counted, the `fail_at`th refused while `armed`.
+struct JanssonHeap {
+    static inline bool armed = false;
+    static inline long count = 0, fail_at = 0, live = 0;
+    static void *allocate(size_t size) {
+        if (armed && ++count == fail_at) return nullptr;
+        void *block = std::malloc(size);
+        live += armed && block != nullptr;
+        return block;
+    }
+    static void release(void *block) {
+        live -= armed && block != nullptr;
+        std::free(block);
+    }
+};
+
+TEST(Server, RunningOutOfMemoryCostsARequestNeverTheServer) {
+    const char *const messages[] = {
+        R"({"id":1,"method":"initialize","params":{"capabilities":{}}})",
+        R"({"method":"textDocument/didOpen","params":{"textDocument":{"uri":"file:///d.json","text":"{\"ruleNam\": 1}"}}})",
+        R"({"id":2,"method":"textDocument/codeAction","params":{"textDocument":{"uri":"file:///d.json"}}})",
+        R"({"id":3,"method":"textDocument/documentSymbol","params":{"textDocument":{"uri":"file:///d.json"}}})",
+        R"({"method":"$/cancelRequest","params":{"id":3}})",
+        R"({"id":4,"method":"shutdown"})",
+    };
+    std::string script;
+    for (const char *message : messages) script += framed(message);
+    json_set_alloc_funcs(JanssonHeap::allocate, JanssonHeap::release);
+    for (JanssonHeap::fail_at = 1;; ++JanssonHeap::fail_at) {
+        std::string output;
+        int logged = 0;
+        Server server([&](std::string_view bytes) { output += bytes; }, [&](std::string_view) { ++logged; }, "test");
+        JanssonHeap::count = JanssonHeap::live = 0;
+        JanssonHeap::armed = true;
+        server.feed(script);
+        server.publish_due(Clock::now() + std::chrono::hours(1));
+        JanssonHeap::armed = false;
+        EXPECT_EQ(JanssonHeap::live, 0) << "refusing allocation " << JanssonHeap::fail_at;
+        // Every message written is whole; a reply that could not be made
+        // is an error, one that could not be written is logged.
+        Framer framer;
+        framer.feed(output);
+        std::string body, problem;
+        size_t replies = 0;
+        while (framer.next(body, problem) == Framer::Status::body) {
+            json_t *message = json_loads(body.c_str(), 0, nullptr);
+            ASSERT_TRUE(json_is_object(message)) << body;
+            replies += json_object_get(message, "id") != nullptr;
+            EXPECT_TRUE(json_object_get(message, "error") != nullptr ||
+                        !json_is_null(json_object_get(message, "result")) ||
+                        json_integer_value(json_object_get(message, "id")) == 4)
+                << body;
+            json_decref(message);
+        }
+        EXPECT_FALSE(framer.partial());
+        EXPECT_FALSE(server.finished());
+        if (JanssonHeap::count < JanssonHeap::fail_at) {
+            EXPECT_EQ(replies, 4u);  // nothing was refused: every request answered
+            break;
+        }
+    }
+    json_set_alloc_funcs(std::malloc, std::free);
 }
 
 }  // namespace
