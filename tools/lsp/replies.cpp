@@ -333,8 +333,7 @@ int symbol_kind(std::string_view type) {
     if (type == "data_protection_policy") return 2;  // Module
     if (type == "workflow") return 3;                // Namespace
     if (type == "action") return 12;                 // Function
-    if (type == "rule") return 5;                    // Class
-    return 19;                                       // Object
+    return 5;                                        // rule: Class (the named record types are these four)
 }
 
 json_t *symbol_json(const Symbol &symbol, Positioner &at) {
@@ -483,14 +482,13 @@ json_t *completion_json(const Document &document, const Client &client, size_t o
     if (cursor.where == Cursor::Where::nowhere) return items;
     Positioner at(document.text, document.lines, client.encoding);
     json_t *range = range_json(at, cursor.begin, cursor.end);
-    const bool quoted_token =
-        cursor.begin < document.text.size() && document.text[cursor.begin] == '"' && cursor.begin != cursor.end;
+    const bool quoted_token = cursor.begin != cursor.end && document.text[cursor.begin] == '"';
     auto add = [&](const std::string &label, int kind, const std::string &detail, const std::string &sort,
                    const std::string &text, bool snippet) {
         json_t *item = json_object();
         set(item, "label", json_text(label));
         set(item, "kind", json_integer(kind));
-        if (!detail.empty()) set(item, "detail", json_text(detail));
+        set(item, "detail", json_text(detail));
         set(item, "sortText", json_text(sort));
         set(item, "filterText", json_text(quoted_token ? quoted(label) : label));
         json_t *edit = json_object();
@@ -512,7 +510,7 @@ json_t *completion_json(const Document &document, const Client &client, size_t o
                 if (client.snippets) {
                     std::string escaped;
                     for (char c : value) {
-                        if (c == '$' || c == '}' || c == '\\') escaped += '\\';
+                        if (std::string_view("$}\\").find(c) != std::string_view::npos) escaped += '\\';
                         escaped += c;
                     }
                     text += ": ${1:" + escaped + "}";
@@ -526,7 +524,7 @@ json_t *completion_json(const Document &document, const Client &client, size_t o
             add(field.name, 10, kind_words(field) + (field.required ? ", required" : ", optional"), sort, text,
                 snippet);
         }
-    } else if (cursor.member != nullptr) {
+    } else {  // a value: of a member, always
         const std::string &key = cursor.member->key;
         const FieldDesc *tag = cursor.record.choices != nullptr ? union_discriminator(*cursor.record.choices) : nullptr;
         const FieldDesc *field = cursor.record.type != nullptr ? find_field(*cursor.record.type, key) : nullptr;

@@ -552,6 +552,68 @@ TEST(Server, AStrayByteInAMessageCostsACharacterNotTheServer) {
     EXPECT_FALSE(session.server().finished());
 }
 
+TEST(Server, EachRequestAnswersForTheRecordAtItsPlace) {
+    // Each row: a one-line text, a request at a byte of it (a code action's
+    // range runs back to the line's start; after ':', the kinds it asks
+    // for), and a piece of the reply's compact JSON.
+    const char *const policy =
+        R"({"policyName": "p", "x": {"y": 1}, "policyWorkflows": [{"workflowActions": [3, {"actionName": "a", )"
+        R"("actionSpecific": {"actions": {"actionType": "backup", "actionBackupSubtypeSpecific": {"backupSubtypes": )"
+        R"({"abBackupSubtype": "snapshot"}}}}}, {"actionName": 5, "actionSpecific": {"actions": {"actionType": 1}}}]}]})";
+    const char *const action =
+        R"({"actionName": "a", "actionEnabled": , "actionScheduleOverrid": 1,  "actionSpecific": {"actions": )"
+        R"({"actionType": "exercise", "exerciseFunction": "", "exerciseDuratio": 1}}})";
+    const char *const faulty = R"({"actionName": "a", "actionSchedulePeriod": "wek", "actionScheduleActivity": [], )"
+                               R"("actionSpecific": {"actions": {"actionType": "bakup"}}, "actionRetrie": 1})";
+    const char *const unknown = R"({"ruleName": "r", "zzz": 1})";
+    const struct {
+        const char *text, *method;
+        int at;
+        const char *expected;
+    } rows[] = {
+        {policy, "documentSymbol", 0, R"x("name":"(workflow without a name)","detail":"workflow","kind":3)x"},
+        {policy, "documentSymbol", 0, R"("name":"a","detail":"action: backup / snapshot","kind":12)"},
+        {policy, "documentSymbol", 0, R"x("name":"(action without a name)","detail":"action","kind":12)x"},
+        {"{\"ruleName\": \"r\"}", "documentSymbol", 0, R"("kind":5)"},
+        {action, "completion", 67, R"("newText":"\"actionCompletionNotification\": ${1:{\\}}")"},
+        {action, "completion", 37, R"("label":"false","kind":14,"detail":"boolean")"},
+        {action, "completion", 16, R"("items":[])"},  // a string's value
+        {action, "completion", 0, R"("items":[])"},   // outside the object
+        {action, "completion", 146, R"("label":"passthru")"},
+        {"{\"ruleName\": \"r\", ", "completion", 18, R"("newText":"\"ruleComment\": ${1:\"\"}")"},
+        {action, "hover", 67, R"("result":null)"},  // between members
+        {action, "hover", 47, "Did you mean actionScheduleOverride, actionSchedulePeriod?"},
+        {policy, "hover", 27, R"("result":null)"},  // in an object of no record
+        {faulty, "codeAction:quickfix", 47, R"("title":"Replace \"wek\" with 'week'")"},
+        {faulty, "codeAction:source", 0, R"("title":"Apply the 3 preferred fixes","kind":"source.fixAll")"},
+        {faulty, "codeAction:refactor", 150, R"("result":[])"},
+        {faulty, "diagnostic", 0, R"("relatedInformation":[{"location")"},
+        {unknown, "codeAction", 26, R"("newText":""}]}}}])"},
+        {"{\"ruleName\": \"r\"}", "codeAction", 0, R"("result":[])"},
+        {R"({"ruleName":"r","x~y/z":1})", "formatting", 0,
+         "holds 1 property its type does not know, which formatting "
+         "would drop (the first: x~y/z)"},
+        {R"({"ruleName":"r","a":1,"b":2})", "formatting", 0, "holds 2 properties"},
+        {R"({"ruleName":5})", "formatting", 0, "not formatted: the document is refused: "},
+    };
+    Session session(
+        json_pack("{s:{s:{s:{s:b}}}}", "textDocument", "completion", "completionItem", "snippetSupport", 1));
+    for (const auto &row : rows) {
+        session.open(row.text);
+        const std::string method = row.method;
+        const size_t colon = method.find(':');
+        json_t *params = json_pack("{s:o,s:o,s:{s:o,s:o}}", "textDocument", document(), "position", at(0, row.at),
+                                   "range", "start", at(0, row.at), "end", at(0, 0));
+        if (colon != std::string::npos)
+            json_object_set_new(params, "context", json_pack("{s:[s]}", "only", method.c_str() + colon + 1));
+        char *reply =
+            json_dumps(session.request(("textDocument/" + method.substr(0, colon)).c_str(), params), JSON_COMPACT);
+        EXPECT_NE(std::string(reply).find(row.expected), std::string::npos)
+            << method << " at " << row.at << ": " << reply;
+        std::free(reply);
+    }
+}
+
 // jansson's allocations, counted, the `fail_at`th refused while `armed`.
 struct JanssonHeap {
     static inline bool armed = false;
