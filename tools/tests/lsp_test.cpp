@@ -12,6 +12,7 @@
 #include "lsp/positions.h"
 #include "lsp/schema_map.h"
 #include "lsp/server.h"
+#include "lsp/tree.h"
 
 namespace tool::lsp {
 namespace {
@@ -203,11 +204,6 @@ std::string applied(std::string text, json_t *edits, Encoding encoding = Encodin
 TEST(Server, ProtocolErrorsAndTheLifeOfTheServer) {
     Server early([](std::string_view) {}, [](std::string_view) {}, "test");
     Session session;
-    session.raw(framed("{not json"));
-    EXPECT_EQ(error_code(session.take()), -32700);
-    session.raw(framed("[1]"));
-    EXPECT_EQ(error_code(session.take()), -32600);
-    EXPECT_EQ(error_code(session.request("textDocument/rename", json_object())), -32601);
     // A cancellation read with its request answers it as cancelled.
     std::string both;
     both += framed(R"({"jsonrpc":"2.0","id":"h","method":"textDocument/hover","params":{}})");
@@ -240,6 +236,9 @@ TEST(Server, EachMalformedMessageIsAnsweredOrPassedOverAsTheProtocolSays) {
         int logs;
     };
     const Row rows[] = {
+        {"{not json", -32700, "the message is not JSON: string or '}' expected near 'not'", 1},
+        {"[1]", -32600, "a message is a JSON object", 0},
+        {R"({"id":2,"method":"textDocument/rename"})", -32601, "no method textDocument/rename", 0},
         {R"({"id":3,"result":{}})", 0, "", 0},  // a client's reply
         {R"({"id":3})", -32600, "a request names its method", 0},
         {R"({"id":true,"method":"textDocument/hover"})", -32600, "an id is a number or a text", 0},
@@ -298,6 +297,31 @@ TEST(Server, EachMalformedMessageIsAnsweredOrPassedOverAsTheProtocolSays) {
     cut.feed(framed(R"({"id":1,"method":"initialize"})") + framed(R"({"id":2,"method":"shutdown"})") + "Content-Le");
     cut.end_of_input();
     EXPECT_EQ(cut.exit_status(), 0);
+}
+
+// A tree in short: keys and strings quoted, '~' for what is not closed,
+// '=' for a colon, '_' for a missing value.
+std::string shape(const Node &node) {
+    std::string out = node.type == Node::Type::object ? "{" : node.type == Node::Type::array ? "[" : "";
+    for (const Member &member : node.members)
+        out += lsp::quoted(member.key) + (member.colon != SIZE_MAX ? "=" : "") + shape(member.value) + ",";
+    for (const Node &item : node.items) out += shape(item) + ",";
+    if (node.type == Node::Type::missing) return "_";
+    if (node.type == Node::Type::string) return lsp::quoted(node.text) + (node.closed ? "" : "~");
+    if (node.type != Node::Type::object && node.type != Node::Type::array) return node.text;
+    return out + (node.closed ? "]" : "~");
+}
+
+TEST(Tree, WhatIsBeingTypedReadsAsTheNearestWellFormedText) {
+    const std::pair<const char *, const char *> rows[] = {
+        {"{\"a\" \t: -1,\r\"b\": tru}", R"({"a"=-1,"b"=tru,])"},
+        {"{: \"a\": \"b\": [x[, :1}], k : , \"c\": ", R"({"a"=_,"b"=[x,[1,],],"k"=_,"c"=_,~)"},
+        {R"({"\u00E9\ud83d\ude00\"\\": [], "\ud800\u0041\ud800\uzz\ud800\x": {"x")",
+         "{\"é😀\\\"\\\\\"=[],\"\xED\xA0\x80"
+         "A\xED\xA0\x80zz\xED\xA0\x80x\"={\"x\"_,~,~"},
+        {"{[1], \"a\\\n\": 2, \"b\rc\": \"\\u1", R"({"a"_,": 2, "_,"b"_,"c"_,": "_,"\\u1"_,~)"},
+    };
+    for (const auto &[text, expected] : rows) EXPECT_EQ(shape(read_tree(text, SIZE_MAX)), expected) << text;
 }
 
 TEST(Server, ChangesApplyInOrderAndOnlyTheLastVersionIsPublished) {
@@ -563,7 +587,7 @@ TEST(Server, EachRequestAnswersForTheRecordAtItsPlace) {
     const char *const action =
         R"({"actionName": "a", "actionEnabled": , "actionScheduleOverrid": 1,  "actionSpecific": {"actions": )"
         R"({"actionType": "exercise", "exerciseFunction": "", "exerciseDuratio": 1}}})";
-    const char *const faulty = R"({"actionName": "a", "actionSchedulePeriod": "wek", "actionScheduleActivity": [], )"
+    const char *const broken = R"({"actionName": "a", "actionSchedulePeriod": "wek", "actionScheduleActivity": [], )"
                                R"("actionSpecific": {"actions": {"actionType": "bakup"}}, "actionRetrie": 1})";
     const char *const unknown = R"({"ruleName": "r", "zzz": 1})";
     const struct {
@@ -584,10 +608,10 @@ TEST(Server, EachRequestAnswersForTheRecordAtItsPlace) {
         {action, "hover", 67, R"("result":null)"},  // between members
         {action, "hover", 47, "Did you mean actionScheduleOverride, actionSchedulePeriod?"},
         {policy, "hover", 27, R"("result":null)"},  // in an object of no record
-        {faulty, "codeAction:quickfix", 47, R"("title":"Replace \"wek\" with 'week'")"},
-        {faulty, "codeAction:source", 0, R"("title":"Apply the 3 preferred fixes","kind":"source.fixAll")"},
-        {faulty, "codeAction:refactor", 150, R"("result":[])"},
-        {faulty, "diagnostic", 0, R"("relatedInformation":[{"location")"},
+        {broken, "codeAction:quickfix", 47, R"("title":"Replace \"wek\" with 'week'")"},
+        {broken, "codeAction:source", 0, R"("title":"Apply the 3 preferred fixes","kind":"source.fixAll")"},
+        {broken, "codeAction:refactor", 150, R"("result":[])"},
+        {broken, "diagnostic", 0, R"("relatedInformation":[{"location")"},
         {unknown, "codeAction", 26, R"("newText":""}]}}}])"},
         {"{\"ruleName\": \"r\"}", "codeAction", 0, R"("result":[])"},
         {R"({"ruleName":"r","x~y/z":1})", "formatting", 0,
