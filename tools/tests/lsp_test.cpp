@@ -259,8 +259,9 @@ TEST(Server, EachMalformedMessageIsAnsweredOrPassedOverAsTheProtocolSays) {
         session.raw(framed(row.message));
         json_t *reply = session.take();
         EXPECT_EQ(reply == nullptr ? 0 : error_code(reply), row.code) << row.message;
-        if (reply != nullptr)
+        if (reply != nullptr) {
             EXPECT_STREQ(json_string_value(json_object_get(json_object_get(reply, "error"), "message")), row.said);
+        }
         EXPECT_EQ(session.logged() - logged, row.logs) << row.message;
     }
     EXPECT_TRUE(session.server().documents().empty());
@@ -643,15 +644,11 @@ struct JanssonHeap {
     static inline bool armed = false;
     static inline long count = 0, fail_at = 0, live = 0;
     static void *allocate(size_t size) {
-        if (armed && ++count == fail_at) return nullptr;
-        void *block = std::malloc(size);
+        void *block = armed && ++count == fail_at ? nullptr : std::malloc(size);
         live += armed && block != nullptr;
         return block;
     }
-    static void release(void *block) {
-        live -= armed && block != nullptr;
-        std::free(block);
-    }
+    static void release(void *block) { live -= armed && block != nullptr, std::free(block); }
 };
 
 TEST(Server, RunningOutOfMemoryCostsARequestNeverTheServer) {
