@@ -37,8 +37,8 @@ const char *rule_name(Rule rule) {
     switch (rule) {
         case Rule::invalid_json: return "invalid-json";
         case Rule::missing_property: return "missing-property";
-        case Rule::invalid_value: return "invalid-value";
         case Rule::unknown_property: return "unknown-property";
+        case Rule::invalid_value: break;
     }
     return "invalid-value";
 }
@@ -50,8 +50,7 @@ const TypeDesc *root_of(const Document &document, const Node &tree) {
 
 // The property name of a JSON Pointer's last token.
 std::string last_token(std::string_view pointer) {
-    const size_t slash = pointer.rfind('/');
-    std::string_view token = slash == std::string_view::npos ? pointer : pointer.substr(slash + 1);
+    const std::string_view token = pointer.substr(pointer.rfind('/') + 1);  // npos + 1: the whole
     std::string name;
     for (size_t i = 0; i < token.size(); ++i) {
         if (token[i] == '~' && i + 1 < token.size() && (token[i + 1] == '0' || token[i + 1] == '1')) {
@@ -79,9 +78,10 @@ std::string value_of(const FieldDesc *field, int depth) {
         case Kind::List: return "[]";
         case Kind::Record:
         case Kind::RecordPointer: return record_value(*field->nested, depth + 1);
-        case Kind::Union: return record_value(*field->members->types[0], depth + 1);
+        case Kind::Union: break;
     }
-    return "null";
+    // A union's: its first member's.
+    return record_value(*field->members->types[0], depth + 1);
 }
 
 std::string record_value(const TypeDesc &type, int depth) {
@@ -287,13 +287,13 @@ struct Symbol {
     std::vector<Symbol> children;
 };
 
-// The name property of a record type: a required string property whose
-// name ends in "Name", first of all.
+// The name property of a record type: a string property whose name ends in
+// "Name", first of all (the record types' first properties are required).
 const FieldDesc *name_property(const TypeDesc &type) {
     if (type.field_count == 0) return nullptr;
     const FieldDesc &first = type.fields[0];
     const std::string_view name = first.name;
-    return first.kind == Kind::String && first.required && name.size() > 4 && name.ends_with("Name") ? &first : nullptr;
+    return first.kind == Kind::String && name.ends_with("Name") ? &first : nullptr;
 }
 
 void outline(const Node &object, const RecordAt &record, Symbol &parent, std::vector<std::string> *kinds) {
@@ -333,8 +333,7 @@ int symbol_kind(std::string_view type) {
     if (type == "data_protection_policy") return 2;  // Module
     if (type == "workflow") return 3;                // Namespace
     if (type == "action") return 12;                 // Function
-    if (type == "rule") return 5;                    // Class
-    return 19;                                       // Object
+    return 5;                                        // rule: Class (the named record types are these four)
 }
 
 json_t *symbol_json(const Symbol &symbol, Positioner &at) {
@@ -483,14 +482,13 @@ json_t *completion_json(const Document &document, const Client &client, size_t o
     if (cursor.where == Cursor::Where::nowhere) return items;
     Positioner at(document.text, document.lines, client.encoding);
     json_t *range = range_json(at, cursor.begin, cursor.end);
-    const bool quoted_token =
-        cursor.begin < document.text.size() && document.text[cursor.begin] == '"' && cursor.begin != cursor.end;
+    const bool quoted_token = cursor.begin != cursor.end && document.text[cursor.begin] == '"';
     auto add = [&](const std::string &label, int kind, const std::string &detail, const std::string &sort,
                    const std::string &text, bool snippet) {
         json_t *item = json_object();
         set(item, "label", json_text(label));
         set(item, "kind", json_integer(kind));
-        if (!detail.empty()) set(item, "detail", json_text(detail));
+        set(item, "detail", json_text(detail));
         set(item, "sortText", json_text(sort));
         set(item, "filterText", json_text(quoted_token ? quoted(label) : label));
         json_t *edit = json_object();
@@ -512,7 +510,7 @@ json_t *completion_json(const Document &document, const Client &client, size_t o
                 if (client.snippets) {
                     std::string escaped;
                     for (char c : value) {
-                        if (c == '$' || c == '}' || c == '\\') escaped += '\\';
+                        if (std::string_view("$}\\").find(c) != std::string_view::npos) escaped += '\\';
                         escaped += c;
                     }
                     text += ": ${1:" + escaped + "}";
@@ -526,7 +524,7 @@ json_t *completion_json(const Document &document, const Client &client, size_t o
             add(field.name, 10, kind_words(field) + (field.required ? ", required" : ", optional"), sort, text,
                 snippet);
         }
-    } else if (cursor.member != nullptr) {
+    } else {  // a value: of a member, always
         const std::string &key = cursor.member->key;
         const FieldDesc *tag = cursor.record.choices != nullptr ? union_discriminator(*cursor.record.choices) : nullptr;
         const FieldDesc *field = cursor.record.type != nullptr ? find_field(*cursor.record.type, key) : nullptr;

@@ -80,7 +80,7 @@ const FieldDesc *find_field(const TypeDesc &type, std::string_view name) {
 }
 
 const FieldDesc *union_discriminator(const UnionDesc &members) {
-    return members.count > 0 ? jsoncodec::discriminator(*members.types[0]) : nullptr;
+    return jsoncodec::discriminator(*members.types[0]);  // a union's members are an array: one at least
 }
 
 RecordAt record_of(const FieldDesc *field, const Node &child) {
@@ -188,13 +188,11 @@ std::string kind_words(const FieldDesc &field) {
         case Kind::Record:
         case Kind::RecordPointer: return std::string("record ") + field.nested->name;
         case Kind::List: return std::string("array of ") + field.nested->name;
-        case Kind::Union: {
-            const FieldDesc *tag = union_discriminator(*field.members);
-            return std::string("one of ") + std::to_string(field.members->count) + " records" +
-                   (tag != nullptr ? std::string(" by ") + tag->name : std::string());
-        }
+        case Kind::Union: break;
     }
-    return "value";
+    const FieldDesc *tag = union_discriminator(*field.members);
+    return std::string("one of ") + std::to_string(field.members->count) + " records" +
+           (tag != nullptr ? std::string(" by ") + tag->name : std::string());
 }
 
 }  // namespace tool::lsp

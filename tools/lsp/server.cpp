@@ -17,11 +17,22 @@ constexpr int SERVER_NOT_INITIALIZED = -32002;
 constexpr int REQUEST_FAILED = -32803;
 constexpr int REQUEST_CANCELLED = -32800;
 
-// A request id as a key: its JSON text.
+// The JSON text of `value` appended to `out`; false when it could not be
+// written (no value, or out of memory). jansson's own json_dumps is not
+// used: when its buffer cannot grow it may leave out a key's closing quote
+// and still return the text.
+bool dump(const json_t *value, size_t flags, std::string &out) {
+    auto append = [](const char *bytes, size_t size, void *to) {
+        static_cast<std::string *>(to)->append(bytes, size);
+        return 0;
+    };
+    return json_dump_callback(value, append, &out, flags) == 0;
+}
+
+// A request id as a key: its JSON text (empty for none).
 std::string id_key(const json_t *id) {
-    char *text = json_dumps(id, JSON_COMPACT | JSON_ENCODE_ANY);
-    std::string key = text != nullptr ? text : "";
-    std::free(text);
+    std::string key;
+    if (!dump(id, JSON_COMPACT | JSON_ENCODE_ANY, key)) key.clear();
     return key;
 }
 
@@ -67,6 +78,8 @@ int hex(char c) {
 
 // The JSON string whose characters are `chars`, unescaped into `out`; false
 // for an escape jansson would refuse (which it is then left to refuse).
+// `chars` never ends inside an escape: its closing quote had an even run of
+// backslashes before it.
 bool unescape(std::string_view chars, std::string &out) {
     out.resize(chars.size());  // an escape is never shorter than what it stands for
     char *to = out.data();
@@ -103,7 +116,7 @@ bool unescape(std::string_view chars, std::string &out) {
         to += stop - p;
         p = stop;
         if (p == end) break;
-        if (++p == end) return false;
+        ++p;  // the backslash
         switch (*p++) {
             case '"': *to++ = '"'; break;
             case '\\': *to++ = '\\'; break;
@@ -160,12 +173,12 @@ void take_texts(std::string &body, std::vector<std::string> &texts) {
         const size_t end = string_end(at);
         if (end == std::string::npos) return;
         const size_t colon = blanks(end);
-        const bool text_key =
-            end - at == 6 && body.compare(at, 6, "\"text\"") == 0 && colon < body.size() && body[colon] == ':';
+        // body[body.size()] is the string's NUL, which is neither ':' nor '"'.
+        const bool text_key = end - at == 6 && body.compare(at, 6, "\"text\"") == 0 && body[colon] == ':';
         at = end;
         if (!text_key) continue;
         const size_t open = blanks(colon + 1);
-        if (open >= body.size() || body[open] != '"') continue;
+        if (body[open] != '"') continue;
         const size_t close = string_end(open);
         if (close == std::string::npos) return;
         at = close;
@@ -195,33 +208,22 @@ void Server::finish(int status) {
 }
 
 void Server::send(json_t *message) {
-    if (message == nullptr) return;
-    json_object_set_new(message, "jsonrpc", json_string("2.0"));
-    char *body = json_dumps(message, JSON_COMPACT);
+    if (message == nullptr) return log_("a message could not be made (out of memory)");
+    std::string body;
+    const bool written = dump(message, JSON_COMPACT, body);
     json_decref(message);
-    if (body == nullptr) {
-        log_("a reply could not be written (out of memory)");
-        return;
-    }
-    const std::string_view text(body);
-    std::string framed = "Content-Length: " + std::to_string(text.size()) + "\r\n\r\n";
-    framed += text;
-    std::free(body);
-    output_(framed);
+    if (!written) return log_("a message could not be written (out of memory)");
+    output_("Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
 }
 
 void Server::reply(json_t *id, json_t *result) {
-    json_t *message = json_object();
-    json_object_set(message, "id", id);
-    json_object_set_new(message, "result", result != nullptr ? result : json_null());
-    send(message);
+    if (result == nullptr) return fail(id, REQUEST_FAILED, "out of memory");  // the result could not be made
+    send(json_pack("{s:s,s:O,s:o}", "jsonrpc", "2.0", "id", id, "result", result));
 }
 
 void Server::fail(json_t *id, int code, const std::string &text) {
-    json_t *message = json_object();
-    json_object_set(message, "id", id != nullptr ? id : json_null());
-    json_object_set_new(message, "error", json_pack("{s:i,s:o}", "code", code, "message", json_text(text)));
-    send(message);
+    send(json_pack("{s:s,s:O,s:{s:i,s:o}}", "jsonrpc", "2.0", "id", id != nullptr ? id : json_null(), "error", "code",
+                   code, "message", json_text(text)));
 }
 
 void Server::feed(std::string_view bytes) {
@@ -435,8 +437,8 @@ void Server::notification(const std::string &method, json_t *params) {
         due_.erase(uri);
         documents_.erase(uri);
         if (!pull_)
-            send(json_pack("{s:s,s:{s:s,s:[]}}", "method", "textDocument/publishDiagnostics", "params", "uri",
-                           uri.c_str(), "diagnostics"));
+            send(json_pack("{s:s,s:s,s:{s:s,s:[]}}", "jsonrpc", "2.0", "method", "textDocument/publishDiagnostics",
+                           "params", "uri", uri.c_str(), "diagnostics"));
     }
 }
 
@@ -454,9 +456,10 @@ void Server::publish_due(Clock::time_point now) {
             ++it;
             continue;
         }
-        const auto found = documents_.find(it->first);
+        // A document waits here only while it is open: closing it erases its entry.
+        Document &document = *documents_.at(it->first);
         it = due_.erase(it);
-        if (found != documents_.end()) publish(*found->second);
+        publish(document);
     }
 }
 
@@ -465,11 +468,9 @@ void Server::publish(Document &document) {
         document.check();
         return;
     }
-    json_t *params = json_object();
-    json_object_set_new(params, "uri", json_text(document.uri));
-    json_object_set_new(params, "version", json_integer(document.version));
-    json_object_set_new(params, "diagnostics", diagnostics_json(document, client_));
-    send(json_pack("{s:s,s:o}", "method", "textDocument/publishDiagnostics", "params", params));
+    send(json_pack("{s:s,s:s,s:{s:o,s:I,s:o}}", "jsonrpc", "2.0", "method", "textDocument/publishDiagnostics", "params",
+                   "uri", json_text(document.uri), "version", static_cast<json_int_t>(document.version), "diagnostics",
+                   diagnostics_json(document, client_)));
 }
 
 }  // namespace tool::lsp

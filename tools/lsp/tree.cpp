@@ -241,9 +241,8 @@ class Reader {
                 ++p_;
                 continue;
             }
-            const size_t before = p_;
+            // Not at a closing bracket, ',' or ':', a value moves past one byte at least.
             array.items.push_back(value(depth + 1));
-            if (p_ == before) ++p_;
         }
     }
 };

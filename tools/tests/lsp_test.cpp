@@ -12,6 +12,7 @@
 #include "lsp/positions.h"
 #include "lsp/schema_map.h"
 #include "lsp/server.h"
+#include "lsp/tree.h"
 
 namespace tool::lsp {
 namespace {
@@ -94,12 +95,12 @@ TEST(Ranking, NearestFirstCaseCountsOneAndFarNamesAreLeftOut) {
 // A client in process: what it sends, and the server's messages parsed.
 class Session {
   public:
-    explicit Session(json_t *capabilities = nullptr)
+    explicit Session(json_t *capabilities = nullptr, int debounce = 100)
         : server_([this](std::string_view bytes) { output_ += bytes; }, [this](std::string_view) { ++logged_; },
                   "test") {
         if (capabilities == nullptr) capabilities = json_object();
         send(json_pack("{s:i,s:s,s:{s:o,s:{s:i}}}", "id", 1, "method", "initialize", "params", "capabilities",
-                       capabilities, "initializationOptions", "debounceMs", 100));
+                       capabilities, "initializationOptions", "debounceMs", debounce));
         json_t *reply = take();  // jansson's json_is_* read their argument twice
         EXPECT_TRUE(json_is_object(json_object_get(reply, "result")));
     }
@@ -140,6 +141,7 @@ class Session {
     }
     size_t waiting() const { return messages_.size(); }
     Server &server() { return server_; }
+    int logged() const { return logged_; }
     // Publishes what is due `later` from now.
     void wait(std::chrono::milliseconds later) {
         server_.publish_due(Clock::now() + later);
@@ -202,11 +204,6 @@ std::string applied(std::string text, json_t *edits, Encoding encoding = Encodin
 TEST(Server, ProtocolErrorsAndTheLifeOfTheServer) {
     Server early([](std::string_view) {}, [](std::string_view) {}, "test");
     Session session;
-    session.raw(framed("{not json"));
-    EXPECT_EQ(error_code(session.take()), -32700);
-    session.raw(framed("[1]"));
-    EXPECT_EQ(error_code(session.take()), -32600);
-    EXPECT_EQ(error_code(session.request("textDocument/rename", json_object())), -32601);
     // A cancellation read with its request answers it as cancelled.
     std::string both;
     both += framed(R"({"jsonrpc":"2.0","id":"h","method":"textDocument/hover","params":{}})");
@@ -229,6 +226,103 @@ TEST(Server, ProtocolErrorsAndTheLifeOfTheServer) {
     EXPECT_EQ(fresh.exit_status(), 1);
     early.end_of_input();
     EXPECT_TRUE(early.finished());
+}
+
+TEST(Server, EachMalformedMessageIsAnsweredOrPassedOverAsTheProtocolSays) {
+    struct Row {
+        const char *message;
+        int code;  // 0: no reply
+        const char *said;
+        int logs;
+    };
+    const Row rows[] = {
+        {"{not json", -32700, "the message is not JSON: string or '}' expected near 'not'", 1},
+        {"[1]", -32600, "a message is a JSON object", 0},
+        {R"({"id":2,"method":"textDocument/rename"})", -32601, "no method textDocument/rename", 0},
+        {R"({"id":3,"result":{}})", 0, "", 0},  // a client's reply
+        {R"({"id":3})", -32600, "a request names its method", 0},
+        {R"({"id":true,"method":"textDocument/hover"})", -32600, "an id is a number or a text", 0},
+        {R"({"id":4,"method":"initialize","params":{}})", -32600, "the server is initialized already", 0},
+        {R"({"id":5,"method":"textDocument/hover","params":{}})", -32602, "textDocument/hover needs a textDocument", 0},
+        {R"({"id":6,"method":"textDocument/hover","params":{"textDocument":{"uri":"file:///n"}}})", -32602,
+         "the document is not open", 0},
+        {R"({"method":"$/cancelRequest"})", 0, "", 0},
+        {R"({"method":"textDocument/didOpen","params":{"textDocument":{"text":"{}"}}})", 0, "", 1},
+        {R"({"method":"textDocument/didOpen","params":{"textDocument":{"uri":"file:///n","text":9}}})", 0, "", 1},
+        {R"({"method":"textDocument/didOpen","params":{"textDocument":{"uri":"file:///n","text":-1}}})", 0, "", 1},
+        {R"({"method":"textDocument/didChange","params":{"textDocument":{"uri":"file:///n"}}})", 0, "", 1},
+        {R"({"method":"textDocument/didClose","params":{"textDocument":{"uri":"file:///n"}}})", 0, "", 0},
+    };
+    Session session(nullptr, -5);  // a pause out of range: the default one
+    for (const Row &row : rows) {
+        const int logged = session.logged();
+        session.raw(framed(row.message));
+        json_t *reply = session.take();
+        EXPECT_EQ(reply == nullptr ? 0 : error_code(reply), row.code) << row.message;
+        if (reply != nullptr) {
+            EXPECT_STREQ(json_string_value(json_object_get(json_object_get(reply, "error"), "message")), row.said);
+        }
+        EXPECT_EQ(session.logged() - logged, row.logs) << row.message;
+    }
+    EXPECT_TRUE(session.server().documents().empty());
+    session.open("{}");
+    session.open("{\"ruleName\": \"r\"}");  // opened again: its text replaced
+    ASSERT_EQ(session.server().documents().size(), 1u);
+    EXPECT_EQ(session.server().documents().begin()->second->text, "{\"ruleName\": \"r\"}");
+    session.notify("textDocument/didChange", json_pack("{s:o,s:[{s:i}]}", "textDocument", document(), "contentChanges",
+                                                       "text", 1));  // no text: passed over
+    EXPECT_EQ(session.server().documents().begin()->second->text, "{\"ruleName\": \"r\"}");
+    EXPECT_EQ(session.server().wait_ms(Clock::now()), DEFAULT_DEBOUNCE_MS);
+    // A header that cannot be met ends the server; what follows is not read.
+    session.raw("Content-Length: x\r\n\r\n" + framed(R"({"id":8,"method":"shutdown"})"));
+    EXPECT_TRUE(session.server().finished());
+    EXPECT_EQ(session.waiting(), 0u);
+    EXPECT_EQ(session.server().wait_ms(Clock::now()), -1);
+    session.raw(framed(R"({"id":9,"method":"shutdown"})"));
+    session.server().end_of_input();
+    EXPECT_EQ(session.server().exit_status(), 1);
+    EXPECT_EQ(session.waiting(), 0u);
+
+    // Before initialize and after shutdown, notifications are passed over;
+    // after exit, the rest of what was read is.
+    std::string output;
+    Server server([&](std::string_view bytes) { output += bytes; }, [](std::string_view) {}, "test");
+    const std::string open =
+        framed(R"({"method":"textDocument/didOpen","params":{"textDocument":{"uri":"file:///d.json","text":"{}"}}})");
+    server.feed(open + framed(R"({"id":1,"method":"initialize"})") + framed(R"({"id":2,"method":"shutdown"})") + open);
+    EXPECT_TRUE(server.documents().empty());
+    server.feed(framed(R"({"method":"exit"})") + framed(R"({"id":3,"method":"initialize"})"));
+    EXPECT_EQ(server.exit_status(), 0);
+    EXPECT_EQ(output.find("\"id\":3"), std::string::npos);
+    Server cut([](std::string_view) {}, [](std::string_view) {}, "test");
+    cut.feed(framed(R"({"id":1,"method":"initialize"})") + framed(R"({"id":2,"method":"shutdown"})") + "Content-Le");
+    cut.end_of_input();
+    EXPECT_EQ(cut.exit_status(), 0);
+}
+
+// A tree in short: keys and strings quoted, '~' for what is not closed,
+// '=' for a colon, '_' for a missing value.
+std::string shape(const Node &node) {
+    std::string out = node.type == Node::Type::object ? "{" : node.type == Node::Type::array ? "[" : "";
+    for (const Member &member : node.members)
+        out += lsp::quoted(member.key) + (member.colon != SIZE_MAX ? "=" : "") + shape(member.value) + ",";
+    for (const Node &item : node.items) out += shape(item) + ",";
+    if (node.type == Node::Type::missing) return "_";
+    if (node.type == Node::Type::string) return lsp::quoted(node.text) + (node.closed ? "" : "~");
+    if (node.type != Node::Type::object && node.type != Node::Type::array) return node.text;
+    return out + (node.closed ? "]" : "~");
+}
+
+TEST(Tree, WhatIsBeingTypedReadsAsTheNearestWellFormedText) {
+    const std::pair<const char *, const char *> rows[] = {
+        {"{\"a\" \t: -1,\r\"b\": tru}", R"({"a"=-1,"b"=tru,])"},
+        {"{: \"a\": \"b\": [x[, :1}], k : , \"c\": ", R"({"a"=_,"b"=[x,[1,],],"k"=_,"c"=_,~)"},
+        {R"({"\u00E9\ud83d\ude00\"\\": [], "\ud800\u0041\ud800\uzz\ud800\x": {"x")",
+         "{\"é😀\\\"\\\\\"=[],\"\xED\xA0\x80"
+         "A\xED\xA0\x80zz\xED\xA0\x80x\"={\"x\"_,~,~"},
+        {"{[1], \"a\\\n\": 2, \"b\rc\": \"\\u1", R"({"a"_,": 2, "_,"b"_,"c"_,": "_,"\\u1"_,~)"},
+    };
+    for (const auto &[text, expected] : rows) EXPECT_EQ(shape(read_tree(text, SIZE_MAX)), expected) << text;
 }
 
 TEST(Server, ChangesApplyInOrderAndOnlyTheLastVersionIsPublished) {
@@ -436,6 +530,38 @@ TEST(Server, ALargeTextIsReadAsJanssonReadsIt) {
     escaped += std::string(70000, 'b') + R"("}]}})";
     session.raw(framed(escaped));
     EXPECT_EQ(documents.begin()->second->text, std::string("é😀\"\0", 8) + std::string(70000, 'b'));
+    // Each text between `"text"` and `}`, as the message spells it: what the
+    // document then holds, or nothing for a message jansson refuses.
+    const std::string large(70000, 'a');
+    const std::vector<std::pair<std::string, std::string>> rows = {
+        {"\"text\" :\t\r\n \"" + std::string(R"(\"\/\b\f\n\r\t\u20AC\uFFFD)") + large + R"(\\\n")",
+         "\"/\b\f\n\r\t€\uFFFD" + large + "\\\n"},
+        {"\"text\": \"\xFF" + large + "\"", "\uFFFD" + large},
+        {R"("languageId": "text", "t": ")" + large + R"(", "text": "{}")", "{}"},
+        {R"("text": "\x)" + large + "\"", ""},
+        {R"("text": "\u12G4)" + large + "\"", ""},
+        {R"("text": "\udc00)" + large + "\"", ""},
+        {R"("text": "\ud83dx)" + large + "\"", ""},
+        {R"("text": "\ud83d\u0041)" + large + "\"", ""},
+        {R"("text": "\ud83d\ue000)" + large + "\"", ""},
+        {R"("text": ")" + large + R"(\u12")", ""},
+        {R"("text": ")" + large, ""},
+        {R"("t": ")" + large, ""},
+    };
+    for (const auto &[spelled, held] : rows) {
+        session.notify("textDocument/didClose", json_pack("{s:o}", "textDocument", document()));
+        session.take();
+        session.raw(framed(R"({"jsonrpc":"2.0","method":"textDocument/didOpen","params":{"textDocument":)"
+                           R"({"uri":"file:///d.json","version":1,)" +
+                           spelled + "}}}"));
+        if (held.empty()) {
+            EXPECT_EQ(error_code(session.take()), -32700) << spelled.substr(0, 40);
+            EXPECT_TRUE(documents.empty());
+        } else {
+            ASSERT_EQ(documents.size(), 1u) << spelled.substr(0, 40);
+            EXPECT_EQ(documents.begin()->second->text, held) << spelled.substr(0, 40);
+        }
+    }
 }
 
 TEST(Server, AStrayByteInAMessageCostsACharacterNotTheServer) {
@@ -449,6 +575,128 @@ TEST(Server, AStrayByteInAMessageCostsACharacterNotTheServer) {
     ASSERT_NE(published, nullptr);
     EXPECT_STREQ(json_string_value(json_object_get(published, "method")), "textDocument/publishDiagnostics");
     EXPECT_FALSE(session.server().finished());
+}
+
+TEST(Server, EachRequestAnswersForTheRecordAtItsPlace) {
+    // Each row: a one-line text, a request at a byte of it (a code action's
+    // range runs back to the line's start; after ':', the kinds it asks
+    // for), and a piece of the reply's compact JSON.
+    const char *const policy =
+        R"({"policyName": "p", "x": {"y": 1}, "policyWorkflows": [{"workflowActions": [3, {"actionName": "a", )"
+        R"("actionSpecific": {"actions": {"actionType": "backup", "actionBackupSubtypeSpecific": {"backupSubtypes": )"
+        R"({"abBackupSubtype": "snapshot"}}}}}, {"actionName": 5, "actionSpecific": {"actions": {"actionType": 1}}}]}]})";
+    const char *const action =
+        R"({"actionName": "a", "actionEnabled": , "actionScheduleOverrid": 1,  "actionSpecific": {"actions": )"
+        R"({"actionType": "exercise", "exerciseFunction": "", "exerciseDuratio": 1}}})";
+    const char *const broken = R"({"actionName": "a", "actionSchedulePeriod": "wek", "actionScheduleActivity": [], )"
+                               R"("actionSpecific": {"actions": {"actionType": "bakup"}}, "actionRetrie": 1})";
+    const char *const unknown = R"({"ruleName": "r", "zzz": 1})";
+    const struct {
+        const char *text, *method;
+        int at;
+        const char *expected;
+    } rows[] = {
+        {policy, "documentSymbol", 0, R"x("name":"(workflow without a name)","detail":"workflow","kind":3)x"},
+        {policy, "documentSymbol", 0, R"("name":"a","detail":"action: backup / snapshot","kind":12)"},
+        {policy, "documentSymbol", 0, R"x("name":"(action without a name)","detail":"action","kind":12)x"},
+        {"{\"ruleName\": \"r\"}", "documentSymbol", 0, R"("kind":5)"},
+        {action, "completion", 67, R"("newText":"\"actionCompletionNotification\": ${1:{\\}}")"},
+        {action, "completion", 37, R"("label":"false","kind":14,"detail":"boolean")"},
+        {action, "completion", 16, R"("items":[])"},  // a string's value
+        {action, "completion", 0, R"("items":[])"},   // outside the object
+        {action, "completion", 146, R"("label":"passthru")"},
+        {"{\"ruleName\": \"r\", ", "completion", 18, R"("newText":"\"ruleComment\": ${1:\"\"}")"},
+        {action, "hover", 67, R"("result":null)"},  // between members
+        {action, "hover", 47, "Did you mean actionScheduleOverride, actionSchedulePeriod?"},
+        {policy, "hover", 27, R"("result":null)"},  // in an object of no record
+        {broken, "codeAction:quickfix", 47, R"("title":"Replace \"wek\" with 'week'")"},
+        {broken, "codeAction:source", 0, R"("title":"Apply the 3 preferred fixes","kind":"source.fixAll")"},
+        {broken, "codeAction:refactor", 150, R"("result":[])"},
+        {broken, "diagnostic", 0, R"("relatedInformation":[{"location")"},
+        {unknown, "codeAction", 26, R"("newText":""}]}}}])"},
+        {"{\"ruleName\": \"r\"}", "codeAction", 0, R"("result":[])"},
+        {R"({"ruleName":"r","x~y/z":1})", "formatting", 0,
+         "holds 1 property its type does not know, which formatting "
+         "would drop (the first: x~y/z)"},
+        {R"({"ruleName":"r","a":1,"b":2})", "formatting", 0, "holds 2 properties"},
+        {R"({"ruleName":5})", "formatting", 0, "not formatted: the document is refused: "},
+    };
+    Session session(
+        json_pack("{s:{s:{s:{s:b}}}}", "textDocument", "completion", "completionItem", "snippetSupport", 1));
+    for (const auto &row : rows) {
+        session.open(row.text);
+        const std::string method = row.method;
+        const size_t colon = method.find(':');
+        json_t *params = json_pack("{s:o,s:o,s:{s:o,s:o}}", "textDocument", document(), "position", at(0, row.at),
+                                   "range", "start", at(0, row.at), "end", at(0, 0));
+        if (colon != std::string::npos)
+            json_object_set_new(params, "context", json_pack("{s:[s]}", "only", method.c_str() + colon + 1));
+        char *reply =
+            json_dumps(session.request(("textDocument/" + method.substr(0, colon)).c_str(), params), JSON_COMPACT);
+        EXPECT_NE(std::string(reply).find(row.expected), std::string::npos)
+            << method << " at " << row.at << ": " << reply;
+        std::free(reply);
+    }
+}
+
+// jansson's allocations, counted, the `fail_at`th refused while `armed`.
+struct JanssonHeap {
+    static inline bool armed = false;
+    static inline long count = 0, fail_at = 0, live = 0;
+    static void *allocate(size_t size) {
+        void *block = armed && ++count == fail_at ? nullptr : std::malloc(size);
+        live += armed && block != nullptr;
+        return block;
+    }
+    static void release(void *block) { live -= armed && block != nullptr, std::free(block); }
+};
+
+TEST(Server, RunningOutOfMemoryCostsARequestNeverTheServer) {
+    const char *const messages[] = {
+        R"({"id":1,"method":"initialize","params":{"capabilities":{}}})",
+        R"({"method":"textDocument/didOpen","params":{"textDocument":{"uri":"file:///d.json","text":"{\"ruleNam\": 1}"}}})",
+        R"({"id":2,"method":"textDocument/codeAction","params":{"textDocument":{"uri":"file:///d.json"}}})",
+        R"({"id":3,"method":"textDocument/documentSymbol","params":{"textDocument":{"uri":"file:///d.json"}}})",
+        R"({"method":"$/cancelRequest","params":{"id":3}})",
+        R"({"id":4,"method":"shutdown"})",
+    };
+    std::string script;
+    for (const char *message : messages) script += framed(message);
+    json_set_alloc_funcs(JanssonHeap::allocate, JanssonHeap::release);
+    for (JanssonHeap::fail_at = 1;; ++JanssonHeap::fail_at) {
+        std::string output;
+        int logged = 0;
+        Server server([&](std::string_view bytes) { output += bytes; }, [&](std::string_view) { ++logged; }, "test");
+        JanssonHeap::count = JanssonHeap::live = 0;
+        JanssonHeap::armed = true;
+        server.feed(script);
+        server.publish_due(Clock::now() + std::chrono::hours(1));
+        JanssonHeap::armed = false;
+        EXPECT_EQ(JanssonHeap::live, 0) << "refusing allocation " << JanssonHeap::fail_at;
+        // Every message written is whole; a reply that could not be made
+        // is an error, one that could not be written is logged.
+        Framer framer;
+        framer.feed(output);
+        std::string body, problem;
+        size_t replies = 0;
+        while (framer.next(body, problem) == Framer::Status::body) {
+            json_t *message = json_loads(body.c_str(), 0, nullptr);
+            ASSERT_TRUE(json_is_object(message)) << body;
+            replies += json_object_get(message, "id") != nullptr;
+            EXPECT_TRUE(json_object_get(message, "error") != nullptr ||
+                        !json_is_null(json_object_get(message, "result")) ||
+                        json_integer_value(json_object_get(message, "id")) == 4)
+                << body;
+            json_decref(message);
+        }
+        EXPECT_FALSE(framer.partial());
+        EXPECT_FALSE(server.finished());
+        if (JanssonHeap::count < JanssonHeap::fail_at) {
+            EXPECT_EQ(replies, 4u);  // nothing was refused: every request answered
+            break;
+        }
+    }
+    json_set_alloc_funcs(std::malloc, std::free);
 }
 
 }  // namespace
