@@ -485,10 +485,8 @@ class Walk {
                 Builds && (walk_.sink_.len != 0 || walk_.mode_.trials == UnionTrials::Literal) ? TRIAL_BUFFER_SIZE : 0;
             WalkMode mode = walk_.mode_;
             mode.every_fault = !Builds;
-            if (!mode.unknown_properties || walk_.sink_.log == nullptr) {
-                mode.unknown_properties = false;
-                return attempt(k, count, length, nullptr, mode);
-            }
+            // A trial without a log reports no warnings, whatever its mode says.
+            if (!mode.unknown_properties || walk_.sink_.log == nullptr) return attempt(k, count, length, nullptr, mode);
             HeldWarnings held;
             if (!attempt(k, count, length, &held, mode)) return false;
             held.kept.replay(*walk_.sink_.log);
