@@ -6,12 +6,14 @@
 # (bad usage, a type that cannot be told, an input or output failure). The
 # SARIF output is tested against its schema by schema_test.py.
 #
-# usage: cli_test.sh TOOL EXAMPLES_DIR MANUAL
+# usage: cli_test.sh TOOL EXAMPLES_DIR MANUAL [REFUSER]
+# REFUSER: refuse_allocation.c built as a shared object; none skips its cases.
 set -u
-[ $# -eq 3 ] || { echo "usage: $0 TOOL EXAMPLES_DIR MANUAL" >&2; exit 2; }
+[ $# -eq 3 ] || [ $# -eq 4 ] || { echo "usage: $0 TOOL EXAMPLES_DIR MANUAL [REFUSER]" >&2; exit 2; }
 tool=$1
 ex=$2
 manual=$3
+refuser=${4:-}
 work=$(mktemp -d "${TMPDIR:-/tmp}/jsoncodec-cli.XXXXXX") || exit 2
 trap 'rm -rf "$work"' EXIT INT TERM
 passed=0
@@ -434,6 +436,37 @@ verdict "format -i leaves a refused file byte for byte"
 equal "the mode of flat.json" "$(stat -c %a "$work/flat.json")" 640 && no_temp "$work" &&
     run 0 format --check "$work/flat.json" "$work/canonical.json" && empty out
 verdict "format -i rewrites the others in place, keeping their mode"
+
+# Each allocation of a run refused in turn, once (refuse_allocation.c): the
+# run gives the plain run's status and output, or exits 2 saying memory ran
+# out; it never dies, and leaves no new file in $work/oom. Each run starts
+# with a new copy of the file $fresh, if set, at $fresh.json.
+renew() { [ -z "$fresh" ] || cp "$fresh" "$fresh.json"; }
+refused() {
+    renew; "$tool" "$@" >"$work/plain-out" 2>"$work/plain-err"; plain=$?
+    renew; LD_PRELOAD=$refuser JSONCODEC_REFUSE=0 "$tool" "$@" >/dev/null 2>"$work/err"
+    total=$(sed -n 's/^allocations: //p' "$work/err") n=0
+    [ "${total:-0}" -gt 0 ] || step "no allocation counted: $*" || return 1
+    while [ $((n += 1)) -le "$total" ]; do
+        renew; LD_PRELOAD=$refuser JSONCODEC_REFUSE=$n "$tool" "$@" >"$work/out" 2>"$work/err"
+        status=$?
+        { [ $status -eq $plain ] && cmp -s "$work/out" "$work/plain-out" && cmp -s "$work/err" "$work/plain-err"; } ||
+            { [ $status -eq 2 ] && grep -q -e 'out of memory' -e 'Cannot allocate memory' "$work/err"; } ||
+            step "allocation $n of $total refused: exit status $status: $*" || return 1
+        no_temp "$work/oom" || return 1
+    done
+}
+# Documents without unions: a union's trials lose findings when memory runs
+# out, unnoticed.
+if [ -n "$refuser" ]; then
+    mkdir "$work/oom" && cp "$ex/rule-faulty.json" "$work/near.json" "$work/oom/" &&
+        printf '{"ruleName": "r", "x": 1, "ruleComent": ""}\n' >"$work/oom/warned.json" &&
+        printf '{"ruleName":"r"}' >"$work/oom/flat" && set -- "$work/oom" "$work/missing.json"
+    fresh= && refused check --format=sarif "$@" && refused check --format=json "$@" &&
+        refused check --max-faults=2 "$@" && refused format --compact "$ex/rule.json" &&
+        fresh=$work/oom/flat && refused format -i "$work/oom/flat.json"
+    verdict "memory running out anywhere ends a run with exit 2 and says so, or changes nothing"
+fi
 
 # Standard input is never rewritten, under any name, also that of its file.
 printf '%s\n' '{"ruleName":"r"}' >"$work/piped.json"
