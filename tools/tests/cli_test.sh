@@ -124,7 +124,8 @@ verdict "--format json gives [] for a valid document"
 odd="$work/$(printf 'tab\377.json')"
 printf '{"ruleName":\t7}\n' >"$odd"
 run 1 check "$odd" && has err "$(printf '       |             \t^')" "$work/tab\\xff.json:1:14: error: " &&
-    run 1 check --format=json "$odd" && has out "\"file\": \"$work/tab?.json\""
+    run 1 check --format=json "$odd" && has out "\"file\": \"$work/tab?.json\"" &&
+    run 1 check --format=sarif "$odd" && has out "\"uri\": \"file://$work/tab%FF.json\""
 verdict "the caret keeps the tabs of its line; a file name that is not UTF-8 is still named"
 
 run 1 check --color=always --first "$ex/rule-faulty.json" && has err "$(printf '\033[1;31merror:\033[m')" \
@@ -200,6 +201,12 @@ run 1 check --type rule --first "$work/near.json" && count err ': error: ' 1 && 
     count err ': warning: ' 2
 verdict "--first reports the export's first error alone, and every warning"
 
+# Hidden warnings do not count against --max-faults; shown ones do.
+run 1 check --max-faults=1 --no-warnings --type rule "$work/near.json" && count err ': error: ' 1 &&
+    has err "near.json: 1 more finding is not shown" "jsoncodec: 1 error in 1 file (1 more finding not shown)" &&
+    run 0 check --max-faults=2 "$mis" && has err "jsoncodec: 2 warnings in 1 file (4 more findings not shown)"
+verdict "--max-faults counts the findings shown, warnings only when they are"
+
 # A warning is an error under --strict, as under a compiler's -Werror, in
 # every format; a document without warnings stays valid.
 run 1 check --strict "$mis" && count err ': error: ' 6 && lacks err 'warning' &&
@@ -269,11 +276,13 @@ verdict "a file that cannot be read exits 2 and stops nothing"
 mkdir -p "$work/tree/b" "$work/tree/.hidden" "$work/tree/a"
 cp "$ex/rule-faulty.json" "$work/tree/b/faulty.json" && cp "$ex/rule-faulty.json" "$work/tree/.hidden/faulty.json"
 cp "$ex/rule-faulty.json" "$work/tree/a/faulty.json" && cp "$ex/rule-faulty.json" "$work/tree/faulty.txt"
-printf '{"ruleName":"r"}' >"$work/tree/a/flat.json" && cp "$ex/rule.json" "$work/tree/rule.json"
+printf '{"ruleName":"r"}' >"$work/tree/a/flat.json" && cp "$ex/rule.json" "$work/tree/rule.json" && mkfifo "$work/tree/fifo.json"
 run 1 check "$work/tree" && sed -n 's/:[0-9]*:[0-9]*: error: .*//p' "$work/err" >"$work/places" &&
     is places "$work/tree/a/faulty.json
 $work/tree/b/faulty.json" && has err "jsoncodec: 2 errors in 2 of 4 files" &&
-    run 1 format --check "$work/tree/a" && is out "$work/tree/a/flat.json"
+    run 1 format --check "$work/tree/a/" && is out "$work/tree/a/flat.json" &&
+    run 2 format "$work/tree" && has err "jsoncodec: cannot read '$work/tree': Is a directory" &&
+    input=$work/tree run 2 format && has err "jsoncodec: cannot read standard input: Is a directory"
 verdict "a folder stands for the *.json files below it, in sorted order"
 
 # Each name property tells its type, which the line's root shows; --type wins.
@@ -318,12 +327,15 @@ printf '{"ruleName": "r\377"}\n' >"$work/byte.json"
 printf '{"ruleName": "r", "ruleName": "s"}\n' >"$work/twice.json"
 printf '{"ruleName": "r",}\n' >"$work/comma.json"
 printf '[1] x\n' >"$work/after.json"
-run 1 check "$work/big.json" "$work/byte.json" "$work/twice.json" "$work/comma.json" "$work/after.json" &&
+printf '{"colour": 1} x' >"$work/x1.json" && printf '{"ruleItem_Definitions": [1,]}' >"$work/x2.json"
+run 1 check "$work/x1.json" "$work/x2.json" && has err "$work/x1.json:1:15: error: JSON decode error. JSON parsing error: end" \
+    "$work/x2.json:1:29: error: <rule>: JSON decode error. JSON parsing error: unexpected token near ']'" &&
+    run 1 check "$work/big.json" "$work/byte.json" "$work/twice.json" "$work/comma.json" "$work/after.json" &&
     grep -o '^[^ ]*:[0-9]*:[0-9]*: error' "$work/err" >"$work/places" &&
     is places "$(printf '%s\n' "$work/big.json:1:24: error" "$work/byte.json:1:16: error" \
         "$work/twice.json:1:19: error" "$work/comma.json:1:18: error" "$work/after.json:1:5: error")" &&
     has err "note: a key may appear only once in an object"
-verdict "a syntax fault is placed at its token: the number, the bad byte, the repeated key, the stray bracket, text after the root"
+verdict "a syntax fault is placed at its token, and named by the type the keys before it tell, if any"
 
 # A union that matches no member: the library's line, then every other
 # fault of the closest member at its place; a kind that names no member
@@ -339,6 +351,10 @@ run 1 check "$work/member.json" "$work/kind.json" && count err ': error: ' 2 &&
         "$work/kind.json:30:43: note: 'actionType' is one of: 'backup', 'probe', 'execute', 'clone', 'discover'," &&
     lacks err "$work/kind.json:29:36: note: <actionBackup>"
 verdict "a union that matches nothing gives the closest member's every fault as notes; an unknown kind lists the kinds"
+
+run 2 check --format=github "$work/member.json" "$work/missing.json" && has err "cannot open '$work/missing.json'" &&
+    has out "(2:24: <actionBackup>.abRetentionPeriod: JSON decode error. Expected a string"
+verdict "--format=github gives a note's place in its text, and a file that cannot be read on standard error"
 
 # Without a name property the keys decide, and the name's error hints at
 # the key that misspells it.
@@ -356,16 +372,22 @@ for args in "" "verify" "check --type" "check --type nosuchtype" "check --type r
     "check --first --max-faults=3" "--version extra" "schema rule --version" "check --first=1" "check --co" \
     "format --check --in-place" "check --strict --no-warnings" "check --drop-unknown" "format -i --strict --drop-unknown" \
     "schema --first rule" "check --format=xml" "check --color=sometimes" "format -i -" "format -i --check a.json" \
-    "check -x" "lsp a.json"; do
+    "check -x" "lsp a.json" "check --=x" "check --max-faults=x" "check --max-faults=3x" \
+    "check --max-faults=99999999999999999999999" "lsp --strict"; do
     # shellcheck disable=SC2086 # the words are the arguments
     if ! { run 2 $args && empty out && has err "usage: jsoncodec"; }; then echo "  arguments: $args"; bad=1; fi
 done
 [ $bad -eq 0 ]
 verdict "bad usage prints the synopsis on stderr and exits 2"
 
+run 2 lsp --strict && has err "jsoncodec: --strict applies to check, format and schema only" &&
+    run 2 check -- --help && has err "jsoncodec: cannot open '--help'" && long="$work$(printf '/.%.0s' $(seq 300))/missing.json" &&
+    run 2 check "$long" && has err "jsoncodec: cannot open '$long': No such file"
+verdict "an option's commands are listed; -- ends the options; a message is never cut"
+
 run 0 --help && empty err && has out "usage: jsoncodec check [OPTION]... [FILE | FOLDER]..." "jsoncodec schema [--strict] TYPE" \
     "  --compact         format: one line" "rule, item_definition." "Exit status: 0 valid" && lines out 24 &&
-    cp "$work/out" "$work/help" && run 0 format --type rule -h && same "$work/help" out
+    cp "$work/out" "$work/help" && run 0 format --type rule -h && same "$work/help" out && run 0 format -ih && same "$work/help" out
 verdict "--help prints the synopsis, the options, the types and the exit statuses on one screen whatever the other arguments"
 
 # The manual's OPTIONS describe every option of the table behind --help,
@@ -384,6 +406,10 @@ verdict "--version prints the tool's name and version alone"
 exited 2 && has err "jsoncodec: cannot write standard output: " &&
     { "$tool" schema rule >/dev/full 2>/dev/null; exited 2; }
 verdict "a failed write of standard output exits 2"
+
+"$tool" check --format=sarif "$ex/policy-faulty-several.json" >/dev/full 2>"$work/err"
+exited 2 && has err "jsoncodec: cannot write standard output: No space left on device" && lacks err "out of memory"
+verdict "a SARIF log larger than a buffer fails to write as output does, not as memory running out"
 
 "$tool" check "$ex/rule-faulty.json" 2>/dev/full
 exited 2
@@ -524,7 +550,7 @@ verdict "/dev/zero, named or as standard input, is refused at its first byte"
 printf '\357\273\277{"ruleName": "r"}\n' >"$work/bom.json"
 printf '{"ruleName": "a\\u0000b"}\n' >"$work/u0.json"
 : >"$work/empty.json"
-printf ' \n\t\n' >"$work/blank.json"
+printf ' \r\n\t\n' >"$work/blank.json"
 run 1 check --type rule "$work/bom.json" "$work/u0.json" "$work/empty.json" "$work/blank.json" &&
     grep ': note: ' "$work/err" >"$work/notes" && is notes "$(printf '%s\n' \
         "$work/bom.json:1:1: note: the text starts with a byte-order mark (U+FEFF), which JSON does not allow: save the file without it" \
