@@ -151,7 +151,10 @@ void add_json_files(const std::string &folder, std::vector<std::string> &files,
     while (!pending.empty()) {
         const std::string at = std::move(pending.back());
         pending.pop_back();
-        const std::unique_ptr<DIR, decltype(&closedir)> dir(opendir(at.c_str()), &closedir);
+        struct CloseDir {
+            void operator()(DIR *open) const { closedir(open); }
+        };
+        const std::unique_ptr<DIR, CloseDir> dir(opendir(at.c_str()));
         if (dir == nullptr) {
             failures.emplace_back(at, "cannot read the folder " + quoted(at.c_str()) + ": " + strerror(errno));
             continue;

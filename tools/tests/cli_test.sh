@@ -642,5 +642,31 @@ verdict "control characters in file names are escaped"
 LC_ALL=C.UTF-8 run 1 check "$esc" && has err ":1:47: error: " "       | $(printf '%47s' '')^"
 verdict "the caret sits under its character by display width while the column counts characters"
 
+# Bytes outside UTF-8 (lone, overlong, surrogate, past U+10FFFF, cut short)
+# and invisible characters are escaped; a character wcwidth does not know
+# (U+0378) takes one column; a CRLF line shows without its CR; a line
+# number of six digits widens the margin; long lines are cut only on the
+# side far from the fault.
+c="$work/$(printf 'n\200\300\257\340\200\200\355\240\200\364\220\200\200\303A\302\205\342\200\250\342\200\256\342\201\246.json\342\200')"
+printf '{"a\\tb": "\315\270", "ruleName": 1}\r\n' >"$c" && { printf '{"ruleName":'; yes '' | head -n 100000; echo '1}'; } >"$work/lines.json"
+{ printf '{"ruleName":\n5, "ruleComment": "%0300d", "ruleItem_Definitions": 7}\n' 0; } >"$work/edges.json"
+LC_ALL=C.UTF-8 run 1 check --type rule "$c" "$work/lines.json" "$work/edges.json" && has err \
+    "$work/n\x80\xc0\xaf\xe0\x80\x80\xed\xa0\x80\xf4\x90\x80\x80\xc3A\u0085\u2028\u202e\u2066.json\xe2\x80:1:2: warning: <rule>: property 'a\tb'" \
+    "$(printf '     1 | {"a\\tb": "\315\270", "ruleName": 1}\n       |                           ^')" \
+    "$(printf ' 100001 | 1}\n        | ^')" "$(printf '     2 | 5, "ruleComment": "%061d...\n       | ^' 0)" \
+    "$(printf '     2 | ...%053d", "ruleItem_Definitions": 7}\n       | %83s^' 0 '')"
+verdict "odd bytes and invisible characters are escaped, and each line is shown around its fault"
+
+printf '{"ruleName": "\303\251"' >"$work/end.json"
+run 1 check "$work/end.json" && has err "$(printf '     1 | {"ruleName": "\303\251"\n       |                 ^')"
+verdict "a text cut short has the caret past its last character"
+
+# Colour on a terminal, unless NO_COLOR is set and not empty or TERM is dumb.
+on_tty() { script -qec "env $* $tool check $ex/rule-faulty.json" /dev/null >"$work/err" 2>&1; exited 1; }
+red="$(printf '\033[1;31merror:')"
+on_tty && has err "$red" && on_tty NO_COLOR= && has err "$red" && on_tty NO_COLOR=1 && lacks err "$red" &&
+    on_tty TERM=dumb && lacks err "$red"
+verdict "--color=auto colours a terminal's faults unless NO_COLOR or TERM=dumb says otherwise"
+
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]
