@@ -152,6 +152,11 @@ printf '{"ruleName": "r", "ruleItem_Definitions": [], "a~b": 1,\n "a/b": 2}\n' >
 run 0 check --type rule --format=json "$work/slash.json" && json_fields 'f["path"], f["line"], f["column"]' &&
     is fields "/a~0b 1 47
 /a~1b 2 2"
+sed 's/"a\/b": 2/"a\/b": 2, "\\u0078": 3/' "$work/slash.json" >"$work/escaped.json"  # read by jansson: placed by the path
+run 0 check --type rule --format=json "$work/escaped.json" && json_fields 'f["path"], f["line"], f["column"]' &&
+    is fields "/a~0b 1 47
+/a~1b 2 2
+/x 2 12"
 verdict "a key holding '~' or '/' is escaped in its path and placed by it"
 
 # The place and kind of each line of a report, with an error's path, a
@@ -575,6 +580,10 @@ exited 2 && has err "cannot rewrite '$work/in/fifo.json': it is not a regular fi
     { [ -p "$work/in/fifo.json" ] || step "fifo.json is no longer a FIFO"; }
 verdict "format -i leaves a FIFO a FIFO, unread, exit 2"
 
+run 2 format -i "$work/in/missing.json" && has err "cannot open '$work/in/missing.json': No such file" &&
+    { "$tool" format -i "$work/in/missing.json" <&- 2>"$work/err"; exited 2; } && has err "cannot open '$work/in/missing.json'"
+verdict "format -i of a file that is not there exits 2, also without standard input"
+
 # Root has its files' modes disregarded: the ordinary user is nobody then.
 as_user=
 if [ "$(id -u)" -eq 0 ]; then
@@ -585,6 +594,14 @@ printf '%s\n' '{"ruleName":"r"}' >"$work/in/readonly.json" && chmod 444 "$work/i
 $as_user "$tool" format -i "$work/in/readonly.json" 2>"$work/err"
 exited 2 && has err "cannot rewrite '$work/in/readonly.json': you may not write it" && is in/readonly.json '{"ruleName":"r"}'
 verdict "format -i leaves a file its user may not write untouched, exit 2"
+
+mkdir -p "$work/in/walk/locked" "$work/in/ro" && printf '{"ruleName":"r"}\n' >"$work/in/ro/doc.json" && chmod 666 "$work/in/ro/doc.json" &&
+    chmod 0 "$work/in/walk/locked" && chmod 555 "$work/in/ro" && $as_user "$tool" check "$work/in/walk" 2>"$work/err"
+exited 2 && has err "cannot read the folder '$work/in/walk/locked': Permission denied" &&
+    { $as_user "$tool" format -i "$work/in/ro/doc.json" 2>"$work/err"; exited 2; } &&
+    has err "cannot rewrite '$work/in/ro/doc.json': Permission denied" && is in/ro/doc.json '{"ruleName":"r"}'
+verdict "a folder that cannot be read, or a file whose folder cannot take a new one, exits 2"
+chmod 755 "$work/in/walk/locked" "$work/in/ro"
 
 if [ -n "$as_user" ]; then
     printf '%s\n' '{"ruleName":"r"}' >"$work/in/owned.json" && chown nobody:nogroup "$work/in/owned.json" &&
@@ -629,6 +646,15 @@ for signal in INT:130 TERM:143 HUP:129; do
 done
 [ $bad -eq 0 ]
 verdict "SIGINT, SIGTERM and SIGHUP during format -i remove its new file and end it with the signal's status"
+
+# A write past the file size limit fails: in the text, or at its final
+# newline; the file is left as it was. A signal ignored stays ignored.
+mkdir "$work/lim" && cp "$work/sig/old" "$work/lim/big.json" && printf '{"ruleName":"%s"}' "$(printf '%01048554d' 0)" >"$work/lim/exact.json"
+(trap '' XFSZ; exec prlimit --fsize=1048576 "$tool" format -i "$work/lim/big.json" "$work/lim/exact.json" 2>"$work/err")
+exited 2 && has err "cannot rewrite '$work/lim/big.json': File too large" "cannot rewrite '$work/lim/exact.json': File too large" &&
+    same "$work/sig/old" lim/big.json && no_temp "$work/lim" && (trap '' HUP; "$tool" format -i "$work/lim/big.json" & kill -HUP $!; wait $!) &&
+    same "$work/sig/new" lim/big.json
+verdict "format -i leaves a file it cannot write whole as it was; an ignored SIGHUP does not stop it"
 
 # A file name cannot steer the terminal; the caret is placed by display
 # width (two columns for each CJK character, none for a combining accent)
