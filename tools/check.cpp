@@ -22,8 +22,9 @@ void print_summary(const Tally &tally) {
     std::string summary;
     if (tally.errors > 0) summary = counted(tally.errors, "error");
     if (tally.warnings > 0) summary += (summary.empty() ? "" : " and ") + counted(tally.warnings, "warning");
-    if (!summary.empty() || tally.left_out > 0) {
-        if (summary.empty()) summary = "findings";
+    // Findings left out past the limit come after shown ones: the limit is
+    // at least 1, and counts no hidden warning.
+    if (!summary.empty()) {
         summary += " in " + (tally.with_findings == tally.files
                                  ? counted(tally.files, "file")
                                  : std::to_string(tally.with_findings) + " of " + counted(tally.files, "file"));
@@ -39,7 +40,8 @@ void print_summary(const Tally &tally) {
 int check_command(const Settings &settings) {
     const std::unique_ptr<Output> output = make_output(settings.format, use_colour(settings.colour, stderr));
     Tally tally;
-    const CheckOptions options{settings.type, settings.first, settings.first ? 0 : settings.max_faults};
+    const CheckOptions options{settings.type, settings.first, settings.first ? 0 : settings.max_faults,
+                               settings.warnings};
     int status = for_each_document(settings, true, *output, tally, [&](const char *path) {
         Input in;
         Checked checked;

@@ -32,10 +32,12 @@ struct Root {
 const Root roots[] = {JSONCODEC_ROOT_TYPES(ROOT_ENTRY)};
 #undef ROOT_ENTRY
 
+// The root type named `name`, one of the root types' names: the callers
+// give the type the command line checked, or none.
 const Root *find_root(std::string_view name) {
-    for (const Root &root : roots)
-        if (root.name == name) return &root;
-    return nullptr;
+    const Root *root = roots;
+    while (root->name != name) ++root;
+    return root;
 }
 
 // A fault as the library reports it, kept until it is placed: the walk's
@@ -56,9 +58,15 @@ class Collector final : public jsoncodec::FaultLog {
   public:
     void add(const jsoncodec::Fault &fault) override {
         if (out_of_memory) return;
+        // An unknown property's pointer names at least its key: an empty one
+        // is the library's, out of memory for the pointer's copy.
+        if (fault.unknown_property && fault.pointer[0] == '\0') {
+            out_of_memory = halted = true;
+            return;
+        }
         try {
             std::string message = fault.message;
-            if (!message.empty() && message.back() == '\n') message.pop_back();
+            if (message.ends_with('\n')) message.pop_back();
             if (fault.note) {
                 if (found.empty()) return;
                 Note &note = found.back().fault.notes.emplace_back();
@@ -255,7 +263,7 @@ Verdict syntax_fault(const std::string &text, const Root *root, Checked &out) {
 // type cannot be told.
 std::optional<Verdict> root_of(const std::string &text, std::string_view type, Checked &out, const Root *&root) {
     if (!type.empty()) {
-        if ((root = find_root(type)) == nullptr) return Verdict::out_of_memory;  // not a root type: a caller's slip
+        root = find_root(type);
     } else {
         Told told = tell_type(text);
         if (told.syntax) return syntax_fault(text, told.root, out);
@@ -319,7 +327,7 @@ Verdict check_document(const std::string &text, const CheckOptions &options, Che
         if (const auto verdict = root_of(text, options.type, out, root)) return *verdict;
         Collector log;
         log.keep_order = options.first;
-        const jsoncodec::WalkMode mode{.every_fault = true, .unknown_properties = true};
+        const jsoncodec::WalkMode mode{.every_fault = true, .unknown_properties = options.warnings};
         const bool valid = jsoncodec::check_text(*root->desc, text.c_str(), log, mode) == RMQC_OK;
         if (log.out_of_memory) return Verdict::out_of_memory;
         if (options.first) keep_first_error(log.found);

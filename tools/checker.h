@@ -32,6 +32,7 @@ struct CheckOptions {
     std::string_view type;  // a root type's name; empty: told by the document's keys
     bool first = false;     // only the export's first fault (and the warnings)
     size_t limit = 0;       // keep only the first `limit` findings of the file; 0: all
+    bool warnings = true;   // report the unknown properties (else the limit counts errors only)
 };
 
 // Checks `text` (which holds no NUL byte): tells its type when none is

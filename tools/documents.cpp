@@ -96,7 +96,7 @@ int report(const Settings &settings, Output &output, Tally &tally, const std::st
     if (!output.file(label, text, checked))
         return not_checked(output, tally, label, label + ": out of memory while reporting the findings");
     ++tally.files;
-    tally.with_findings += !checked.faults.empty() || checked.left_out > 0;
+    tally.with_findings += !checked.faults.empty();  // findings are left out only after shown ones
     tally.errors += checked.errors;
     tally.warnings += checked.warnings;
     tally.left_out += checked.left_out;

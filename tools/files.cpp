@@ -2,6 +2,7 @@
 // format -i (see files.h).
 #include "files.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -12,9 +13,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <new>
+#include <utility>
 
 namespace tool {
 namespace {
@@ -65,11 +66,12 @@ bool fail(const char *what, const char *path, int error, std::string &why) {
     return false;
 }
 
+// The tool installs no signal handler that returns (those of format -i end
+// it), so neither write() nor read() below is ever interrupted (EINTR).
 bool write_all(int fd, std::string_view text) {
     while (!text.empty()) {
-        ssize_t written = write(fd, text.data(), text.size());
-        if (written < 0 && errno == EINTR) continue;
-        if (written == 0) errno = EIO;
+        errno = EIO;  // the failure of a write that writes nothing and does not say why
+        const ssize_t written = write(fd, text.data(), text.size());
         if (written <= 0) return false;
         text.remove_prefix(static_cast<size_t>(written));
     }
@@ -77,39 +79,33 @@ bool write_all(int fd, std::string_view text) {
 }
 
 // Reads the file descriptor `fd` to its end, or to its first NUL byte.
-// Returns 0, or the errno of the failure.
+// Returns 0, or the errno of the failure; memory running out throws.
 int read_all(int fd, Input &in) {
     in = Input{};
-    try {
-        // A regular file is read into a block of its size (and one read more,
-        // which sees its end): a block grown by doubling would hold the text
-        // twice while it moves.
-        struct stat status;
-        if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0)
-            in.text.reserve(static_cast<size_t>(status.st_size) + CHUNK);
-        for (;;) {
-            const size_t length = in.text.size();
-            in.text.resize(length + CHUNK);
-            ssize_t got = read(fd, in.text.data() + length, CHUNK);
-            if (got < 0 && errno == EINTR) got = 0;
-            if (got < 0) {
-                int error = errno;
-                in.text.clear();
-                return error;
-            }
-            const auto size = static_cast<size_t>(got);
-            const void *nul = std::memchr(in.text.data() + length, '\0', size);
-            if (nul != nullptr) {  // nothing after it is read: /dev/zero stops here
-                in.text.resize(static_cast<size_t>(static_cast<const char *>(nul) - in.text.data()));
-                in.nul = true;
-                return 0;
-            }
-            in.text.resize(length + size);
-            if (got == 0) return 0;
+    // A regular file is read into a block of its size (and one read more,
+    // which sees its end): a block grown by doubling would hold the text
+    // twice while it moves.
+    struct stat status {};  // fstat() of an open descriptor does not fail
+    fstat(fd, &status);
+    if (S_ISREG(status.st_mode) && status.st_size > 0) in.text.reserve(static_cast<size_t>(status.st_size) + CHUNK);
+    for (;;) {
+        const size_t length = in.text.size();
+        in.text.resize(length + CHUNK);
+        const ssize_t got = read(fd, in.text.data() + length, CHUNK);
+        if (got < 0) {
+            int error = errno;
+            in.text.clear();
+            return error;
         }
-    } catch (const std::bad_alloc &) {
-        in.text = std::string();
-        return ENOMEM;
+        const auto size = static_cast<size_t>(got);
+        const void *nul = std::memchr(in.text.data() + length, '\0', size);
+        if (nul != nullptr) {  // nothing after it is read: /dev/zero stops here
+            in.text.resize(static_cast<size_t>(static_cast<const char *>(nul) - in.text.data()));
+            in.nul = true;
+            return 0;
+        }
+        in.text.resize(length + size);
+        if (got == 0) return 0;
     }
 }
 
@@ -151,24 +147,36 @@ bool is_folder(const char *path) {
 
 void add_json_files(const std::string &folder, std::vector<std::string> &files,
                     std::vector<std::pair<std::string, std::string>> &failures) {
-    namespace fs = std::filesystem;
     std::vector<std::string> found, pending{folder};
     while (!pending.empty()) {
         const std::string at = std::move(pending.back());
         pending.pop_back();
-        std::error_code error;
-        for (fs::directory_iterator entry(at, error), end; !error && entry != end; entry.increment(error)) {
-            const std::string name = entry->path().filename().string();
-            std::error_code ignored;  // an entry whose kind cannot be told is skipped
-            if (name.starts_with('.')) continue;
-            // A link to a folder is not followed, so that no loop of links
-            // makes the walk endless.
-            if (entry->symlink_status(ignored).type() == fs::file_type::directory)
-                pending.push_back(entry->path().string());
-            else if (name.ends_with(".json") && entry->is_regular_file(ignored))
-                found.push_back(entry->path().string());
+        struct CloseDir {
+            void operator()(DIR *open) const { closedir(open); }
+        };
+        const std::unique_ptr<DIR, CloseDir> dir(opendir(at.c_str()));
+        if (dir == nullptr) {
+            failures.emplace_back(at, "cannot read the folder " + quoted(at.c_str()) + ": " + strerror(errno));
+            continue;
         }
-        if (error) failures.emplace_back(at, "cannot read the folder " + quoted(at.c_str()) + ": " + error.message());
+        const std::string prefix = at.ends_with('/') ? at : at + '/';
+        // readdir() fails only on a stream that is not open.
+        while (const dirent *entry = readdir(dir.get())) {
+            const std::string_view name = entry->d_name;
+            if (name.starts_with('.')) continue;
+            // An entry gone since it was listed is neither a folder nor a
+            // file (the zeroed status). A link to a folder is not followed,
+            // so that no loop of links makes the walk endless.
+            struct stat link {};
+            struct stat target {};
+            fstatat(dirfd(dir.get()), entry->d_name, &link, AT_SYMLINK_NOFOLLOW);
+            if (S_ISDIR(link.st_mode)) {
+                pending.push_back(prefix + entry->d_name);
+            } else if (name.ends_with(".json")) {
+                fstatat(dirfd(dir.get()), entry->d_name, &target, 0);
+                if (S_ISREG(target.st_mode)) found.push_back(prefix + entry->d_name);
+            }
+        }
     }
     std::sort(found.begin(), found.end());
     files.insert(files.end(), found.begin(), found.end());
@@ -180,7 +188,8 @@ bool open_rewritable(const char *path, Rewritable &file, std::string &why) {
     // Not blocking: a FIFO is refused, not waited on. The flag does not
     // change how a regular file is read.
     file.fd = target != nullptr ? open(target.get(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC) : -1;
-    if (file.fd < 0 || fstat(file.fd, &file.status) != 0) return fail("cannot open", path, errno, why);
+    if (file.fd < 0) return fail("cannot open", path, errno, why);
+    fstat(file.fd, &file.status);  // of an open descriptor: it does not fail
     file.target = target.get();
     char reason[128];
     if (!S_ISREG(file.status.st_mode)) return refuse(path, "it is not a regular file", why);
@@ -198,8 +207,9 @@ bool open_rewritable(const char *path, Rewritable &file, std::string &why) {
 }
 
 bool replace_file(const char *path, const Rewritable &file, std::string_view text, std::string &why) {
-    const size_t folder = file.target.rfind('/') + 1;  // realpath() names start with '/'
-    if (folder + sizeof TEMP_PATTERN > sizeof temp_path) return fail("cannot rewrite", path, ENAMETOOLONG, why);
+    // realpath() names start with '/' and are shorter than PATH_MAX, so the
+    // folder and the pattern fit temp_path.
+    const size_t folder = file.target.rfind('/') + 1;
     int fd;
     {
         SignalsHeld held;
@@ -214,9 +224,9 @@ bool replace_file(const char *path, const Rewritable &file, std::string_view tex
     int error = 0;
     const bool owned = fchown(fd, file.status.st_uid, file.status.st_gid) == 0;
     if (!owned || fchmod(fd, file.status.st_mode & 07777) != 0 || !write_all(fd, text) || !write_all(fd, "\n") ||
-        fsync(fd) != 0)
+        fsync(fd) != 0 || close(std::exchange(fd, -1)) != 0)
         error = errno;
-    if (close(fd) != 0 && error == 0) error = errno;
+    if (fd >= 0) close(fd);  // the new file is removed: nothing is lost if this fails
     {
         SignalsHeld held;
         if (error == 0 && rename(temp_path, file.target.c_str()) != 0) error = errno;
@@ -241,7 +251,8 @@ void catch_signals() {
     for (int signal : CAUGHT) sigaddset(&action.sa_mask, signal);
     for (int signal : CAUGHT) {
         struct sigaction old {};
-        if (sigaction(signal, nullptr, &old) == 0 && old.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);
+        sigaction(signal, nullptr, &old);  // of a valid signal: it does not fail
+        if (old.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);
     }
 }
 

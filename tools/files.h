@@ -39,12 +39,13 @@ struct Rewritable {
     ~Rewritable();
     int fd = -1;
     std::string target;  // the file itself: a symbolic link is followed, and stays a link
-    struct stat status;
+    struct stat status {};
 };
 
 // Reads FILE, or standard input for nullptr, to its end or its first NUL
 // byte; for format -i through `rewritable`, which it opens (see
-// open_rewritable). Returns false, with `why`, when that failed.
+// open_rewritable). Returns false, with `why`, when that failed; memory
+// running out throws std::bad_alloc.
 bool read_input(const char *path, Rewritable *rewritable, Input &in, std::string &why);
 
 // Opens `path` for format -i. Refuses anything that cannot be replaced by a

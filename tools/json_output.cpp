@@ -3,6 +3,7 @@
 // severity, rule, path, status, message, and hint and notes when there
 // are some.
 #include <cstdio>
+#include <new>
 
 #include <jansson.h>
 
@@ -14,7 +15,9 @@ namespace {
 
 class JsonOutput final : public Output {
   public:
-    JsonOutput() : array_(json_array()) {}
+    JsonOutput() : array_(json_array()) {
+        if (array_ == nullptr) throw std::bad_alloc();
+    }
     ~JsonOutput() override { json_decref(array_); }
     JsonOutput(const JsonOutput &) = delete;
     JsonOutput &operator=(const JsonOutput &) = delete;
@@ -28,7 +31,7 @@ class JsonOutput final : public Output {
                 fault.severity == Severity::warning ? "warning" : "error", "rule", rule_id(fault.rule), "path",
                 text_value(fault.pointer), "status", fault.status, "message", text_value(fault.message));
             // The _new setters take the value over even when they fail.
-            if (item == nullptr || array_ == nullptr || json_array_append_new(array_, item) != 0 ||
+            if (item == nullptr || json_array_append_new(array_, item) != 0 ||
                 (!fault.hint.empty() && json_object_set_new(item, "hint", text_value(fault.hint)) != 0) ||
                 (!fault.notes.empty() && json_object_set_new(item, "notes", notes(fault)) != 0))
                 return false;
@@ -40,10 +43,11 @@ class JsonOutput final : public Output {
     void failure(const std::string &, const std::string &why) override { say("%s", why.c_str()); }
 
     bool finish(int) override {
-        if (array_ == nullptr) return false;
-        json_dumpf(array_, stdout, JSON_INDENT(2));  // a failed write shows when standard output is flushed
+        // jansson's dump fails when memory runs out, or when a write fails,
+        // which shows when standard output is flushed.
+        const bool dumped = json_dumpf(array_, stdout, JSON_INDENT(2)) == 0 || ferror(stdout);
         putchar('\n');
-        return true;
+        return dumped;
     }
 
   private:

@@ -4,6 +4,7 @@
 // judgement about a document is the library's; the tool tells a document's
 // type from its keys, places each finding in the text and shows it.
 #include <clocale>
+#include <cstddef>
 #include <new>
 
 #include "commands.h"
@@ -13,17 +14,15 @@ int main(int argc, char **argv) {
     // The caret under a source line is placed by the width of its
     // characters on the user's terminal.
     std::setlocale(LC_CTYPE, "");
-    tool::Settings settings;
-    if (const int status = tool::parse_command_line(argc, argv, settings); status >= 0) return status;
     try {
-        switch (settings.command) {
-            case tool::Command::check: return tool::check_command(settings);
-            case tool::Command::format: return tool::format_command(settings);
-            case tool::Command::schema: return tool::schema_command(settings);
-            case tool::Command::lsp: return tool::lsp_command(settings);
-        }
+        tool::Settings settings;
+        if (const int status = tool::parse_command_line(argc, argv, settings); status >= 0) return status;
+        // In the order of tool::Command.
+        constexpr int (*COMMANDS[])(const tool::Settings &) = {tool::check_command, tool::format_command,
+                                                               tool::schema_command, tool::lsp_command};
+        return COMMANDS[static_cast<size_t>(settings.command)](settings);
     } catch (const std::bad_alloc &) {
-        tool::say("out of memory");
+        tool::say("out of memory");  // short enough to need no allocation
     }
     return tool::EXIT_TROUBLE;
 }

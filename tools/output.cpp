@@ -9,23 +9,16 @@ std::unique_ptr<Output> make_sarif_output();
 std::unique_ptr<Output> make_github_output();
 
 std::unique_ptr<Output> make_output(Format format, bool colour) {
-    switch (format) {
-        case Format::json: return make_json_output();
-        case Format::sarif: return make_sarif_output();
-        case Format::github: return make_github_output();
-        case Format::text: break;
-    }
-    return make_text_output(colour);
+    if (format == Format::text) return make_text_output(colour);
+    // In the order of Format, after text.
+    constexpr std::unique_ptr<Output> (*MAKERS[])() = {make_json_output, make_sarif_output, make_github_output};
+    return MAKERS[static_cast<size_t>(format) - 1]();
 }
 
 const char *rule_id(Rule rule) {
-    switch (rule) {
-        case Rule::invalid_json: return "invalid-json";
-        case Rule::missing_property: return "missing-property";
-        case Rule::unknown_property: return "unknown-property";
-        case Rule::invalid_value: break;
-    }
-    return "invalid-value";
+    // In the order of Rule.
+    constexpr const char *IDS[] = {"invalid-json", "missing-property", "invalid-value", "unknown-property"};
+    return IDS[static_cast<size_t>(rule)];
 }
 
 std::string message_with_notes(const Fault &fault, bool unplaced_only) {

@@ -5,6 +5,7 @@
 // succeeded, with a notification for each file that could not be checked.
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include <jansson.h>
 
@@ -43,7 +44,7 @@ std::string uri_of(const std::string &label) {
     for (char c : label) {
         const auto byte = static_cast<unsigned char>(c);
         if ((byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || (byte >= '0' && byte <= '9') ||
-            (byte != 0 && std::strchr("-._~/!$&'()*+,;=@", byte) != nullptr)) {
+            std::strchr("-._~/!$&'()*+,;=@", byte) != nullptr) {  // a label holds no NUL
             uri += c;
         } else {
             uri += '%';
@@ -72,11 +73,18 @@ json_t *related_location(const std::string &uri, const Note &note, size_t id) {
                      number(span.end_line), "endColumn", number(span.end_column));
 }
 
-bool append(json_t *array, json_t *value) { return value != nullptr && json_array_append_new(array, value) == 0; }
+// Appends `value`, taking it over; false when it is NULL or memory ran out.
+bool append(json_t *array, json_t *value) { return json_array_append_new(array, value) == 0; }
 
 class SarifOutput final : public Output {
   public:
-    SarifOutput() : results_(json_array()), notifications_(json_array()) {}
+    SarifOutput() : results_(json_array()), notifications_(json_array()) {
+        if (results_ == nullptr || notifications_ == nullptr) {
+            json_decref(results_);
+            json_decref(notifications_);
+            throw std::bad_alloc();
+        }
+    }
     ~SarifOutput() override {
         json_decref(results_);
         json_decref(notifications_);
@@ -105,7 +113,7 @@ class SarifOutput final : public Output {
                 }
             }
             json_decref(related);
-            if (results_ == nullptr || !append(results_, result)) return false;
+            if (!append(results_, result)) return false;
         }
         say_left_out(label, checked);
         return true;
@@ -116,7 +124,7 @@ class SarifOutput final : public Output {
         ++failures_;
         json_t *notification = json_pack("{s:s, s:{s:o}, s:[o]}", "level", "error", "message", "text", text_value(why),
                                          "locations", location(uri_of(label), nullptr));
-        if (notifications_ == nullptr || !append(notifications_, notification)) lost_ = true;
+        if (!append(notifications_, notification)) lost_ = true;
     }
 
     bool finish(int status) override {
@@ -124,8 +132,7 @@ class SarifOutput final : public Output {
         for (const RuleText &rule : RULES)
             append(rules, json_pack("{s:s, s:{s:s}, s:{s:s}}", "id", rule_id(rule.rule), "shortDescription", "text",
                                     rule.description, "defaultConfiguration", "level", rule.level));
-        if (rules == nullptr || json_array_size(rules) != std::size(RULES) || results_ == nullptr ||
-            notifications_ == nullptr || lost_) {
+        if (json_array_size(rules) != std::size(RULES) || lost_) {
             json_decref(rules);
             return false;
         }
@@ -136,10 +143,12 @@ class SarifOutput final : public Output {
                       "executionSuccessful", failures_ == 0, "exitCode", status, "toolExecutionNotifications",
                       notifications_, "columnKind", "unicodeCodePoints", "results", results_);
         if (log == nullptr) return false;
-        json_dumpf(log, stdout, JSON_INDENT(2));  // a failed write shows when standard output is flushed
+        // jansson's dump fails when memory runs out, or when a write fails,
+        // which shows when standard output is flushed.
+        const bool dumped = json_dumpf(log, stdout, JSON_INDENT(2)) == 0 || ferror(stdout);
         putchar('\n');
         json_decref(log);
-        return true;
+        return dumped;
     }
 
   private:

@@ -44,23 +44,20 @@ using jsoncodec::UnionDesc;
     std::exit(1);
 }
 
-// A new JSON value; jansson returns NULL only when memory runs out.
-json_t *made(json_t *value) {
-    if (value == nullptr) out_of_memory();
-    return value;
-}
-
-// Sets object[key] = value, taking over the reference to value.
+// Sets object[key] = value, taking over the reference to value. jansson
+// makes a value NULL only when memory runs out, and fails to set a NULL
+// value or one in a NULL object: one check covers the value, the object and
+// the setting.
 void put(json_t *object, const char *key, json_t *value) {
-    if (json_object_set_new(object, key, made(value)) != 0) out_of_memory();
+    if (json_object_set_new(object, key, value) != 0) out_of_memory();
 }
 
 void append(json_t *array, json_t *value) {
-    if (json_array_append_new(array, made(value)) != 0) out_of_memory();
+    if (json_array_append_new(array, value) != 0) out_of_memory();
 }
 
 json_t *reference_to(const TypeDesc &type) {
-    json_t *ref = made(json_object());
+    json_t *ref = json_object();
     put(ref, "$ref", json_string(("#/$defs/" + std::string(type.name)).c_str()));
     return ref;
 }
@@ -68,7 +65,7 @@ json_t *reference_to(const TypeDesc &type) {
 // An integer property takes what the decoder stores in an int64_t; the JSON
 // parser refuses any integer outside that range.
 json_t *integer_schema() {
-    json_t *schema = made(json_object());
+    json_t *schema = json_object();
     put(schema, "type", json_string("integer"));
     put(schema, "minimum", json_integer(INT64_MIN));
     put(schema, "maximum", json_integer(INT64_MAX));
@@ -77,47 +74,30 @@ json_t *integer_schema() {
 
 // Arrays and lists are refused above MAX_ARRAY_SZ elements.
 json_t *array_of(json_t *items) {
-    json_t *schema = made(json_object());
+    json_t *schema = json_object();
     put(schema, "type", json_string("array"));
     put(schema, "items", items);
     put(schema, "maxItems", json_integer(static_cast<json_int_t>(jsoncodec::MAX_ARRAY_SZ)));
     return schema;
 }
 
-// Whether every member has a discriminator of the same name and no text is
-// allowed by two members, so that at most one member can match a value.
-bool told_apart(const UnionDesc &members) {
-    std::set<std::string> texts;
-    const char *name = nullptr;
-    for (uint32_t k = 0; k < members.count; ++k) {
-        const FieldDesc *tag = discriminator(*members.types[k]);
-        if (tag == nullptr || (name != nullptr && std::strcmp(name, tag->name) != 0)) return false;
-        name = tag->name;
-        for (uint32_t i = 0; i < tag->allowed->count; ++i)
-            if (!texts.insert(tag->allowed->values[i]).second) return false;
-    }
-    return true;
-}
-
-// The decoder keeps the first member that decodes, so a value is valid when
-// any member accepts it. When the discriminators tell the members apart that
-// is exactly one member, and the schema says oneOf.
+// The decoder keeps the first member that decodes. Every union of the
+// tables is tagged: each member has a discriminator of the same name whose
+// texts no other member allows, so at most one member accepts a value, and
+// the schema says oneOf (schema_test.py holds the schemas to what check
+// accepts).
 json_t *union_schema(const UnionDesc &members) {
-    json_t *schema = made(json_object());
-    const bool exclusive = told_apart(members);
+    json_t *schema = json_object();
     std::string description = "Exactly one of the members ";
-    json_t *choices = made(json_array());
+    json_t *choices = json_array();
     for (uint32_t k = 0; k < members.count; ++k) {
         description += (k > 0 ? ", " : "") + std::string(members.types[k]->name);
         append(choices, reference_to(*members.types[k]));
     }
-    if (exclusive)
-        description += "; the member is chosen by its discriminator '" +
-                       std::string(discriminator(*members.types[0])->name) + "'.";
-    else
-        description += "; the first member that accepts the value is taken.";
+    description +=
+        "; the member is chosen by its discriminator '" + std::string(discriminator(*members.types[0])->name) + "'.";
     put(schema, "description", json_string(description.c_str()));
-    put(schema, exclusive ? "oneOf" : "anyOf", choices);
+    put(schema, "oneOf", choices);
     return schema;
 }
 
@@ -125,24 +105,24 @@ json_t *property_schema(const FieldDesc &field) {
     json_t *schema = nullptr;
     switch (field.kind) {
         case Kind::String:
-            schema = made(json_object());
+            schema = json_object();
             put(schema, "type", json_string("string"));
             break;
         case Kind::Enum: {
-            schema = made(json_object());
+            schema = json_object();
             put(schema, "type", json_string("string"));
-            json_t *values = made(json_array());
+            json_t *values = json_array();
             for (uint32_t i = 0; i < field.allowed->count; ++i) append(values, json_string(field.allowed->values[i]));
             put(schema, "enum", values);
             break;
         }
         case Kind::Boolean:
-            schema = made(json_object());
+            schema = json_object();
             put(schema, "type", json_string("boolean"));
             break;
         case Kind::Integer: schema = integer_schema(); break;
         case Kind::StringArray: {
-            json_t *items = made(json_object());
+            json_t *items = json_object();
             put(items, "type", json_string("string"));
             schema = array_of(items);
             break;
@@ -157,11 +137,11 @@ json_t *property_schema(const FieldDesc &field) {
 }
 
 json_t *record_schema(const TypeDesc &type, bool strict) {
-    json_t *schema = made(json_object());
+    json_t *schema = json_object();
     put(schema, "description", json_string(("Record type " + std::string(type.name) + ".").c_str()));
     put(schema, "type", json_string("object"));
-    json_t *properties = made(json_object());
-    json_t *required = made(json_array());
+    json_t *properties = json_object();
+    json_t *required = json_array();
     for (uint32_t i = 0; i < type.field_count; ++i) {
         const FieldDesc &field = type.fields[i];
         put(properties, field.name, property_schema(field));
@@ -196,7 +176,7 @@ std::string schema_text(const TypeDesc &root, bool strict) {
     reach(root, order, seen);
 
     const std::string name = root.name;
-    json_t *schema = made(json_object());
+    json_t *schema = json_object();
     put(schema, "$schema", json_string("https://json-schema.org/draft/2020-12/schema"));
     put(schema, "$id", json_string(("urn:jsoncodec:schema:" + name).c_str()));
     put(schema, "title", json_string(name.c_str()));
@@ -209,7 +189,7 @@ std::string schema_text(const TypeDesc &root, bool strict) {
                      "integers written with a fraction or an exponent.")
                         .c_str()));
     put(schema, "$ref", json_string(("#/$defs/" + name).c_str()));
-    json_t *defs = made(json_object());
+    json_t *defs = json_object();
     for (const TypeDesc *type : order) put(defs, type->name, record_schema(*type, strict));
     put(schema, "$defs", defs);
 
@@ -222,27 +202,23 @@ std::string schema_text(const TypeDesc &root, bool strict) {
 }
 
 // `text` as C string literals, one per line of text, each on its own source
-// line; adjacent literals make one string. Quote, backslash, question mark
-// (no trigraphs) and every byte outside printable ASCII are escaped.
+// line; adjacent literals make one string. Quote and backslash are escaped:
+// the text is a schema jansson wrote, in which every other character is a
+// printable ASCII one (it escapes control characters; the tables' names
+// and texts are ASCII), no two question marks follow each other (no
+// trigraph), and the last is a newline.
 std::string c_literals(const std::string &text) {
     std::string out;
     std::string line = "    \"";
-    for (unsigned char c : text) {
+    for (const char c : text) {
         if (c == '\n') {
             out += line + "\\n\"\n";
             line = "    \"";
-        } else if (c == '"' || c == '\\' || c == '?') {
-            line += '\\';
-            line += static_cast<char>(c);
-        } else if (c < 0x20 || c >= 0x7f) {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\%03o", c);
-            line += escape;
         } else {
-            line += static_cast<char>(c);
+            if (c == '"' || c == '\\') line += '\\';
+            line += c;
         }
     }
-    if (line != "    \"") out += line + "\"\n";
     return out;
 }
 

@@ -6,12 +6,14 @@
 # (bad usage, a type that cannot be told, an input or output failure). The
 # SARIF output is tested against its schema by schema_test.py.
 #
-# usage: cli_test.sh TOOL EXAMPLES_DIR MANUAL
+# usage: cli_test.sh TOOL EXAMPLES_DIR MANUAL [REFUSER]
+# REFUSER: refuse_allocation.c built as a shared object; none skips its cases.
 set -u
-[ $# -eq 3 ] || { echo "usage: $0 TOOL EXAMPLES_DIR MANUAL" >&2; exit 2; }
+[ $# -eq 3 ] || [ $# -eq 4 ] || { echo "usage: $0 TOOL EXAMPLES_DIR MANUAL [REFUSER]" >&2; exit 2; }
 tool=$1
 ex=$2
 manual=$3
+refuser=${4:-}
 work=$(mktemp -d "${TMPDIR:-/tmp}/jsoncodec-cli.XXXXXX") || exit 2
 trap 'rm -rf "$work"' EXIT INT TERM
 passed=0
@@ -122,7 +124,8 @@ verdict "--format json gives [] for a valid document"
 odd="$work/$(printf 'tab\377.json')"
 printf '{"ruleName":\t7}\n' >"$odd"
 run 1 check "$odd" && has err "$(printf '       |             \t^')" "$work/tab\\xff.json:1:14: error: " &&
-    run 1 check --format=json "$odd" && has out "\"file\": \"$work/tab?.json\""
+    run 1 check --format=json "$odd" && has out "\"file\": \"$work/tab?.json\"" &&
+    run 1 check --format=sarif "$odd" && has out "\"uri\": \"file://$work/tab%FF.json\""
 verdict "the caret keeps the tabs of its line; a file name that is not UTF-8 is still named"
 
 run 1 check --color=always --first "$ex/rule-faulty.json" && has err "$(printf '\033[1;31merror:\033[m')" \
@@ -149,6 +152,11 @@ printf '{"ruleName": "r", "ruleItem_Definitions": [], "a~b": 1,\n "a/b": 2}\n' >
 run 0 check --type rule --format=json "$work/slash.json" && json_fields 'f["path"], f["line"], f["column"]' &&
     is fields "/a~0b 1 47
 /a~1b 2 2"
+sed 's/"a\/b": 2/"a\/b": 2, "\\u0078": 3/' "$work/slash.json" >"$work/escaped.json"  # read by jansson: placed by the path
+run 0 check --type rule --format=json "$work/escaped.json" && json_fields 'f["path"], f["line"], f["column"]' &&
+    is fields "/a~0b 1 47
+/a~1b 2 2
+/x 2 12"
 verdict "a key holding '~' or '/' is escaped in its path and placed by it"
 
 # The place and kind of each line of a report, with an error's path, a
@@ -197,6 +205,12 @@ verdict "a missing property gets its note in an action kind that did not match t
 run 1 check --type rule --first "$work/near.json" && count err ': error: ' 1 && has err "1:1: error: <rule>.ruleName" &&
     count err ': warning: ' 2
 verdict "--first reports the export's first error alone, and every warning"
+
+# Hidden warnings do not count against --max-faults; shown ones do.
+run 1 check --max-faults=1 --no-warnings --type rule "$work/near.json" && count err ': error: ' 1 &&
+    has err "near.json: 1 more finding is not shown" "jsoncodec: 1 error in 1 file (1 more finding not shown)" &&
+    run 0 check --max-faults=2 "$mis" && has err "jsoncodec: 2 warnings in 1 file (4 more findings not shown)"
+verdict "--max-faults counts the findings shown, warnings only when they are"
 
 # A warning is an error under --strict, as under a compiler's -Werror, in
 # every format; a document without warnings stays valid.
@@ -267,11 +281,13 @@ verdict "a file that cannot be read exits 2 and stops nothing"
 mkdir -p "$work/tree/b" "$work/tree/.hidden" "$work/tree/a"
 cp "$ex/rule-faulty.json" "$work/tree/b/faulty.json" && cp "$ex/rule-faulty.json" "$work/tree/.hidden/faulty.json"
 cp "$ex/rule-faulty.json" "$work/tree/a/faulty.json" && cp "$ex/rule-faulty.json" "$work/tree/faulty.txt"
-printf '{"ruleName":"r"}' >"$work/tree/a/flat.json" && cp "$ex/rule.json" "$work/tree/rule.json"
+printf '{"ruleName":"r"}' >"$work/tree/a/flat.json" && cp "$ex/rule.json" "$work/tree/rule.json" && mkfifo "$work/tree/fifo.json"
 run 1 check "$work/tree" && sed -n 's/:[0-9]*:[0-9]*: error: .*//p' "$work/err" >"$work/places" &&
     is places "$work/tree/a/faulty.json
 $work/tree/b/faulty.json" && has err "jsoncodec: 2 errors in 2 of 4 files" &&
-    run 1 format --check "$work/tree/a" && is out "$work/tree/a/flat.json"
+    run 1 format --check "$work/tree/a/" && is out "$work/tree/a/flat.json" &&
+    run 2 format "$work/tree" && has err "jsoncodec: cannot read '$work/tree': Is a directory" &&
+    input=$work/tree run 2 format && has err "jsoncodec: cannot read standard input: Is a directory"
 verdict "a folder stands for the *.json files below it, in sorted order"
 
 # Each name property tells its type, which the line's root shows; --type wins.
@@ -316,12 +332,15 @@ printf '{"ruleName": "r\377"}\n' >"$work/byte.json"
 printf '{"ruleName": "r", "ruleName": "s"}\n' >"$work/twice.json"
 printf '{"ruleName": "r",}\n' >"$work/comma.json"
 printf '[1] x\n' >"$work/after.json"
-run 1 check "$work/big.json" "$work/byte.json" "$work/twice.json" "$work/comma.json" "$work/after.json" &&
+printf '{"colour": 1} x' >"$work/x1.json" && printf '{"ruleItem_Definitions": [1,]}' >"$work/x2.json"
+run 1 check "$work/x1.json" "$work/x2.json" && has err "$work/x1.json:1:15: error: JSON decode error. JSON parsing error: end" \
+    "$work/x2.json:1:29: error: <rule>: JSON decode error. JSON parsing error: unexpected token near ']'" &&
+    run 1 check "$work/big.json" "$work/byte.json" "$work/twice.json" "$work/comma.json" "$work/after.json" &&
     grep -o '^[^ ]*:[0-9]*:[0-9]*: error' "$work/err" >"$work/places" &&
     is places "$(printf '%s\n' "$work/big.json:1:24: error" "$work/byte.json:1:16: error" \
         "$work/twice.json:1:19: error" "$work/comma.json:1:18: error" "$work/after.json:1:5: error")" &&
     has err "note: a key may appear only once in an object"
-verdict "a syntax fault is placed at its token: the number, the bad byte, the repeated key, the stray bracket, text after the root"
+verdict "a syntax fault is placed at its token, and named by the type the keys before it tell, if any"
 
 # A union that matches no member: the library's line, then every other
 # fault of the closest member at its place; a kind that names no member
@@ -337,6 +356,10 @@ run 1 check "$work/member.json" "$work/kind.json" && count err ': error: ' 2 &&
         "$work/kind.json:30:43: note: 'actionType' is one of: 'backup', 'probe', 'execute', 'clone', 'discover'," &&
     lacks err "$work/kind.json:29:36: note: <actionBackup>"
 verdict "a union that matches nothing gives the closest member's every fault as notes; an unknown kind lists the kinds"
+
+run 2 check --format=github "$work/member.json" "$work/missing.json" && has err "cannot open '$work/missing.json'" &&
+    has out "(2:24: <actionBackup>.abRetentionPeriod: JSON decode error. Expected a string"
+verdict "--format=github gives a note's place in its text, and a file that cannot be read on standard error"
 
 # Without a name property the keys decide, and the name's error hints at
 # the key that misspells it.
@@ -354,16 +377,22 @@ for args in "" "verify" "check --type" "check --type nosuchtype" "check --type r
     "check --first --max-faults=3" "--version extra" "schema rule --version" "check --first=1" "check --co" \
     "format --check --in-place" "check --strict --no-warnings" "check --drop-unknown" "format -i --strict --drop-unknown" \
     "schema --first rule" "check --format=xml" "check --color=sometimes" "format -i -" "format -i --check a.json" \
-    "check -x" "lsp a.json"; do
+    "check -x" "lsp a.json" "check --=x" "check --max-faults=x" "check --max-faults=3x" \
+    "check --max-faults=99999999999999999999999" "lsp --strict"; do
     # shellcheck disable=SC2086 # the words are the arguments
     if ! { run 2 $args && empty out && has err "usage: jsoncodec"; }; then echo "  arguments: $args"; bad=1; fi
 done
 [ $bad -eq 0 ]
 verdict "bad usage prints the synopsis on stderr and exits 2"
 
+run 2 lsp --strict && has err "jsoncodec: --strict applies to check, format and schema only" &&
+    run 2 check -- --help && has err "jsoncodec: cannot open '--help'" && long="$work$(printf '/.%.0s' $(seq 300))/missing.json" &&
+    run 2 check "$long" && has err "jsoncodec: cannot open '$long': No such file"
+verdict "an option's commands are listed; -- ends the options; a message is never cut"
+
 run 0 --help && empty err && has out "usage: jsoncodec check [OPTION]... [FILE | FOLDER]..." "jsoncodec schema [--strict] TYPE" \
     "  --compact         format: one line" "rule, item_definition." "Exit status: 0 valid" && lines out 24 &&
-    cp "$work/out" "$work/help" && run 0 format --type rule -h && same "$work/help" out
+    cp "$work/out" "$work/help" && run 0 format --type rule -h && same "$work/help" out && run 0 format -ih && same "$work/help" out
 verdict "--help prints the synopsis, the options, the types and the exit statuses on one screen whatever the other arguments"
 
 # The manual's OPTIONS describe every option of the table behind --help,
@@ -382,6 +411,10 @@ verdict "--version prints the tool's name and version alone"
 exited 2 && has err "jsoncodec: cannot write standard output: " &&
     { "$tool" schema rule >/dev/full 2>/dev/null; exited 2; }
 verdict "a failed write of standard output exits 2"
+
+"$tool" check --format=sarif "$ex/policy-faulty-several.json" >/dev/full 2>"$work/err"
+exited 2 && has err "jsoncodec: cannot write standard output: No space left on device" && lacks err "out of memory"
+verdict "a SARIF log larger than a buffer fails to write as output does, not as memory running out"
 
 "$tool" check "$ex/rule-faulty.json" 2>/dev/full
 exited 2
@@ -434,6 +467,37 @@ verdict "format -i leaves a refused file byte for byte"
 equal "the mode of flat.json" "$(stat -c %a "$work/flat.json")" 640 && no_temp "$work" &&
     run 0 format --check "$work/flat.json" "$work/canonical.json" && empty out
 verdict "format -i rewrites the others in place, keeping their mode"
+
+# Each allocation of a run refused in turn, once (refuse_allocation.c): the
+# run gives the plain run's status and output, or exits 2 saying memory ran
+# out; it never dies, and leaves no new file in $work/oom. Each run starts
+# with a new copy of the file $fresh, if set, at $fresh.json.
+renew() { [ -z "$fresh" ] || cp "$fresh" "$fresh.json"; }
+refused() {
+    renew; "$tool" "$@" >"$work/plain-out" 2>"$work/plain-err"; plain=$?
+    renew; LD_PRELOAD=$refuser JSONCODEC_REFUSE=0 "$tool" "$@" >/dev/null 2>"$work/err"
+    total=$(sed -n 's/^allocations: //p' "$work/err") n=0
+    [ "${total:-0}" -gt 0 ] || step "no allocation counted: $*" || return 1
+    while [ $((n += 1)) -le "$total" ]; do
+        renew; LD_PRELOAD=$refuser JSONCODEC_REFUSE=$n "$tool" "$@" >"$work/out" 2>"$work/err"
+        status=$?
+        { [ $status -eq $plain ] && cmp -s "$work/out" "$work/plain-out" && cmp -s "$work/err" "$work/plain-err"; } ||
+            { [ $status -eq 2 ] && grep -q -e 'out of memory' -e 'Cannot allocate memory' "$work/err"; } ||
+            step "allocation $n of $total refused: exit status $status: $*" || return 1
+        no_temp "$work/oom" || return 1
+    done
+}
+# Documents without unions: a union's trials lose findings when memory runs
+# out, unnoticed.
+if [ -n "$refuser" ]; then
+    mkdir "$work/oom" && cp "$ex/rule-faulty.json" "$work/near.json" "$work/oom/" &&
+        printf '{"ruleName": "r", "x": 1, "ruleComent": ""}\n' >"$work/oom/warned.json" &&
+        printf '{"ruleName":"r"}' >"$work/oom/flat" && set -- "$work/oom" "$work/missing.json"
+    fresh= && refused check --format=sarif "$@" && refused check --format=json "$@" &&
+        refused check --max-faults=2 "$@" && refused format --compact "$ex/rule.json" &&
+        fresh=$work/oom/flat && refused format -i "$work/oom/flat.json"
+    verdict "memory running out anywhere ends a run with exit 2 and says so, or changes nothing"
+fi
 
 # Standard input is never rewritten, under any name, also that of its file.
 printf '%s\n' '{"ruleName":"r"}' >"$work/piped.json"
@@ -491,7 +555,7 @@ verdict "/dev/zero, named or as standard input, is refused at its first byte"
 printf '\357\273\277{"ruleName": "r"}\n' >"$work/bom.json"
 printf '{"ruleName": "a\\u0000b"}\n' >"$work/u0.json"
 : >"$work/empty.json"
-printf ' \n\t\n' >"$work/blank.json"
+printf ' \r\n\t\n' >"$work/blank.json"
 run 1 check --type rule "$work/bom.json" "$work/u0.json" "$work/empty.json" "$work/blank.json" &&
     grep ': note: ' "$work/err" >"$work/notes" && is notes "$(printf '%s\n' \
         "$work/bom.json:1:1: note: the text starts with a byte-order mark (U+FEFF), which JSON does not allow: save the file without it" \
@@ -516,6 +580,10 @@ exited 2 && has err "cannot rewrite '$work/in/fifo.json': it is not a regular fi
     { [ -p "$work/in/fifo.json" ] || step "fifo.json is no longer a FIFO"; }
 verdict "format -i leaves a FIFO a FIFO, unread, exit 2"
 
+run 2 format -i "$work/in/missing.json" && has err "cannot open '$work/in/missing.json': No such file" &&
+    { "$tool" format -i "$work/in/missing.json" <&- 2>"$work/err"; exited 2; } && has err "cannot open '$work/in/missing.json'"
+verdict "format -i of a file that is not there exits 2, also without standard input"
+
 # Root has its files' modes disregarded: the ordinary user is nobody then.
 as_user=
 if [ "$(id -u)" -eq 0 ]; then
@@ -526,6 +594,14 @@ printf '%s\n' '{"ruleName":"r"}' >"$work/in/readonly.json" && chmod 444 "$work/i
 $as_user "$tool" format -i "$work/in/readonly.json" 2>"$work/err"
 exited 2 && has err "cannot rewrite '$work/in/readonly.json': you may not write it" && is in/readonly.json '{"ruleName":"r"}'
 verdict "format -i leaves a file its user may not write untouched, exit 2"
+
+mkdir -p "$work/in/walk/locked" "$work/in/ro" && printf '{"ruleName":"r"}\n' >"$work/in/ro/doc.json" && chmod 666 "$work/in/ro/doc.json" &&
+    chmod 0 "$work/in/walk/locked" && chmod 555 "$work/in/ro" && $as_user "$tool" check "$work/in/walk" 2>"$work/err"
+exited 2 && has err "cannot read the folder '$work/in/walk/locked': Permission denied" &&
+    { $as_user "$tool" format -i "$work/in/ro/doc.json" 2>"$work/err"; exited 2; } &&
+    has err "cannot rewrite '$work/in/ro/doc.json': Permission denied" && is in/ro/doc.json '{"ruleName":"r"}'
+verdict "a folder that cannot be read, or a file whose folder cannot take a new one, exits 2"
+chmod 755 "$work/in/walk/locked" "$work/in/ro"
 
 if [ -n "$as_user" ]; then
     printf '%s\n' '{"ruleName":"r"}' >"$work/in/owned.json" && chown nobody:nogroup "$work/in/owned.json" &&
@@ -571,6 +647,15 @@ done
 [ $bad -eq 0 ]
 verdict "SIGINT, SIGTERM and SIGHUP during format -i remove its new file and end it with the signal's status"
 
+# A write past the file size limit fails: in the text, or at its final
+# newline; the file is left as it was. A signal ignored stays ignored.
+mkdir "$work/lim" && cp "$work/sig/old" "$work/lim/big.json" && printf '{"ruleName":"%s"}' "$(printf '%01048554d' 0)" >"$work/lim/exact.json"
+(trap '' XFSZ; exec prlimit --fsize=1048576 "$tool" format -i "$work/lim/big.json" "$work/lim/exact.json" 2>"$work/err")
+exited 2 && has err "cannot rewrite '$work/lim/big.json': File too large" "cannot rewrite '$work/lim/exact.json': File too large" &&
+    same "$work/sig/old" lim/big.json && no_temp "$work/lim" && (trap '' HUP; "$tool" format -i "$work/lim/big.json" & kill -HUP $!; wait $!) &&
+    same "$work/sig/new" lim/big.json
+verdict "format -i leaves a file it cannot write whole as it was; an ignored SIGHUP does not stop it"
+
 # A file name cannot steer the terminal; the caret is placed by display
 # width (two columns for each CJK character, none for a combining accent)
 # while the column counts characters.
@@ -582,6 +667,32 @@ verdict "control characters in file names are escaped"
 
 LC_ALL=C.UTF-8 run 1 check "$esc" && has err ":1:47: error: " "       | $(printf '%47s' '')^"
 verdict "the caret sits under its character by display width while the column counts characters"
+
+# Bytes outside UTF-8 (lone, overlong, surrogate, past U+10FFFF, cut short)
+# and invisible characters are escaped; a character wcwidth does not know
+# (U+0378) takes one column; a CRLF line shows without its CR; a line
+# number of six digits widens the margin; long lines are cut only on the
+# side far from the fault.
+c="$work/$(printf 'n\200\300\257\340\200\200\355\240\200\364\220\200\200\303A\302\205\342\200\250\342\200\256\342\201\246.json\342\200')"
+printf '{"a\\tb": "\315\270", "ruleName": 1}\r\n' >"$c" && { printf '{"ruleName":'; yes '' | head -n 100000; echo '1}'; } >"$work/lines.json"
+{ printf '{"ruleName":\n5, "ruleComment": "%0300d", "ruleItem_Definitions": 7}\n' 0; } >"$work/edges.json"
+LC_ALL=C.UTF-8 run 1 check --type rule "$c" "$work/lines.json" "$work/edges.json" && has err \
+    "$work/n\x80\xc0\xaf\xe0\x80\x80\xed\xa0\x80\xf4\x90\x80\x80\xc3A\u0085\u2028\u202e\u2066.json\xe2\x80:1:2: warning: <rule>: property 'a\tb'" \
+    "$(printf '     1 | {"a\\tb": "\315\270", "ruleName": 1}\n       |                           ^')" \
+    "$(printf ' 100001 | 1}\n        | ^')" "$(printf '     2 | 5, "ruleComment": "%061d...\n       | ^' 0)" \
+    "$(printf '     2 | ...%053d", "ruleItem_Definitions": 7}\n       | %83s^' 0 '')"
+verdict "odd bytes and invisible characters are escaped, and each line is shown around its fault"
+
+printf '{"ruleName": "\303\251"' >"$work/end.json"
+run 1 check "$work/end.json" && has err "$(printf '     1 | {"ruleName": "\303\251"\n       |                 ^')"
+verdict "a text cut short has the caret past its last character"
+
+# Colour on a terminal, unless NO_COLOR is set and not empty or TERM is dumb.
+on_tty() { script -qec "env $* $tool check $ex/rule-faulty.json" /dev/null >"$work/err" 2>&1; exited 1; }
+red="$(printf '\033[1;31merror:')"
+on_tty && has err "$red" && on_tty NO_COLOR= && has err "$red" && on_tty NO_COLOR=1 && lacks err "$red" &&
+    on_tty TERM=dumb && lacks err "$red"
+verdict "--color=auto colours a terminal's faults unless NO_COLOR or TERM=dumb says otherwise"
 
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]
