@@ -370,16 +370,17 @@ TEST(EngineCheck, EveryFaultWithItsPointerAndHint) {
     }
 }
 
-// A fault 41 records deep, past the levels a place keeps in record order:
-// both walks find it at its pointer, its place cut to the levels kept.
+// A fault 111 records deep, past the levels a place keeps in record order
+// and with a pointer longer than most: both walks find it at its pointer,
+// its place cut to the levels kept.
 TEST(EngineCheck, AFaultDeeperThanThePlacesKeep) {
     struct Log final : FaultLog {
         void add(const Fault &f) override { seen.push_back(f.pointer + (" " + std::to_string(f.order_length))); }
         std::vector<std::string> seen;
     };
     std::string json, pointer;
-    for (int i = 0; i < 40; ++i) json += R"({"tag":"t","down":)", pointer += "/down";
-    json += R"({"tag":5})" + std::string(40, '}');
+    for (int i = 0; i < 110; ++i) json += R"({"tag":"t","down":)", pointer += "/down";
+    json += R"({"tag":5})" + std::string(110, '}');
     for (auto *check : {check_walk, check_text}) {
         Log log;
         EXPECT_EQ(check(chain_link_desc, json.c_str(), log, {.every_fault = true}), 202);

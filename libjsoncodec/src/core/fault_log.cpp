@@ -29,14 +29,19 @@ char *pointer_to(path_node *path, int32_t index, const char *name) {
 
 void log_fault(FaultSink sink, int32_t code, path_node *path, int32_t index, const char *name, bool missing,
                const char *hint) {
-    char *pointer = pointer_to(path, index, name);
+    // The schema's property names and nesting keep a fault's pointer well
+    // within `near`, so a fault costs no allocation that could fail; a longer
+    // one (a table nested deeper) takes a block of its own.
+    char near[512];
+    char *pointer = near;
+    if (format_pointer(near, sizeof near, path, index, name) >= sizeof near) pointer = pointer_to(path, index, name);
     Fault fault{code, sink.len != 0 ? sink.buf : "", pointer != nullptr ? pointer : "", missing, hint, 0, 0};
     fault.begin = sink.begin;
     fault.end = sink.end;
     fault.order = sink.order;
     fault.order_length = sink.order_length;
     sink.log->add(fault);
-    std::free(pointer);
+    if (pointer != near) std::free(pointer);
 }
 
 namespace {
