@@ -248,7 +248,7 @@ TEST(Server, EachMalformedMessageIsAnsweredOrPassedOverAsTheProtocolSays) {
          "the document is not open", 0},
         {R"({"method":"$/cancelRequest"})", 0, "", 0},
         {R"({"method":"textDocument/didOpen","params":{"textDocument":{"text":"{}"}}})", 0, "", 1},
-        {R"({"method":"textDocument/didOpen","params":{"textDocument":{"uri":"file:///n","text":9}}})", 0, "", 1},
+        {R"({"method":"textDocument/didOpen","params":{"textDocument":{"uri":"file:///n","text":0}}})", 0, "", 1},
         {R"({"method":"textDocument/didOpen","params":{"textDocument":{"uri":"file:///n","text":-1}}})", 0, "", 1},
         {R"({"method":"textDocument/didChange","params":{"textDocument":{"uri":"file:///n"}}})", 0, "", 1},
         {R"({"method":"textDocument/didClose","params":{"textDocument":{"uri":"file:///n"}}})", 0, "", 0},
