@@ -10,7 +10,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <regex>
 #include <set>
 
@@ -147,9 +146,7 @@ extern "C" void __llvm_profile_set_filename(const char *) __attribute__((weak));
 void write_child_profile() {
     const char *pattern = std::getenv("LLVM_PROFILE_FILE");
     if (__llvm_profile_write_file == nullptr || pattern == nullptr) return;
-    std::string shared = pattern;
-    if (const size_t pid = shared.find("%p"); pid != std::string::npos) shared.replace(pid, 2, "children");
-    __llvm_profile_set_filename(shared.c_str());
+    __llvm_profile_set_filename(std::regex_replace(pattern, std::regex("%p"), "children").c_str());
     __llvm_profile_write_file();
 }
 
@@ -243,9 +240,7 @@ TEST(AllocationFailure, CheckingWalksGoOnAndLeaveNothingAlive) {
                     const int32_t status = check(table_of(*doc.root), doc.text.c_str(), log,
                                                  {.every_fault = true, .unknown_properties = true});
                     injector.disarm();
-                    const bool errors =
-                        std::any_of(log.codes.begin(), log.codes.end(), [](int32_t code) { return code != RMQC_OK; });
-                    const bool fine = injector.live.empty() && (status == RMQC_OK) == !errors &&
+                    const bool fine = injector.live.empty() && (status == RMQC_OK) == log.lines.empty() &&
                                       (status == RMQC_OK || status == RMQC_ERR_DECODE || status == RMQC_ERR_NOMEM);
                     return !fine ? kCheckFailed : injector.refused ? kNoNewLine : kNotReached;
                 });

@@ -16,11 +16,12 @@
 namespace tool {
 namespace {
 
-// Writes all of `bytes` to standard output; false when it cannot.
+// Writes all of `bytes` to standard output; false when it cannot. The
+// server installs no signal handler (SIGPIPE is ignored), so no call here is
+// interrupted: a stopped and continued process has its calls restarted.
 bool write_all(std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t written = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
-        if (written < 0 && errno == EINTR) continue;
         if (written <= 0) return false;
         bytes.remove_prefix(static_cast<size_t>(written));
     }
@@ -44,14 +45,13 @@ int lsp_command(const Settings &) {
     while (!server.finished() && !broken) {
         pollfd input{STDIN_FILENO, POLLIN, 0};
         const int ready = ::poll(&input, 1, server.wait_ms(lsp::Clock::now()));
-        if (ready < 0 && errno == EINTR) continue;
         if (ready < 0) break;
         if (ready == 0) {
             server.publish_due(lsp::Clock::now());
             continue;
         }
         const ssize_t got = ::read(STDIN_FILENO, buffer.data(), buffer.size());
-        if (got < 0 && (errno == EINTR || errno == EAGAIN)) continue;
+        if (got < 0 && errno == EAGAIN) continue;  // another reader of a non-blocking input took it
         if (got <= 0) {
             server.end_of_input();
             break;

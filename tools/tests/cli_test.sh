@@ -390,6 +390,14 @@ run 2 lsp --strict && has err "jsoncodec: --strict applies to check, format and 
     run 2 check "$long" && has err "jsoncodec: cannot open '$long': No such file"
 verdict "an option's commands are listed; -- ends the options; a message is never cut"
 
+# The language server answers on standard output and logs on standard error;
+# input that ends before "exit", or an output it cannot write, ends it with 1.
+printf 'Content-Length: 9\r\n\r\n{not json' >"$work/lsp.in" && input=$work/lsp.in
+run 1 lsp && has out '"code":-32700' && has err "jsoncodec lsp: the message is not JSON" &&
+    { "$tool" lsp <"$input" >&- 2>"$work/err"; exited 1; } && has err "jsoncodec lsp: standard output is closed"
+input=/dev/null
+verdict "the language server ends with 1 when its input ends early or its output is closed"
+
 run 0 --help && empty err && has out "usage: jsoncodec check [OPTION]... [FILE | FOLDER]..." "jsoncodec schema [--strict] TYPE" \
     "  --compact         format: one line" "rule, item_definition." "Exit status: 0 valid" && lines out 24 &&
     cp "$work/out" "$work/help" && run 0 format --type rule -h && same "$work/help" out && run 0 format -ih && same "$work/help" out
