@@ -425,8 +425,8 @@ exited 2 && has err "jsoncodec: cannot write standard output: No space left on d
 verdict "a SARIF log larger than a buffer fails to write as output does, not as memory running out"
 
 "$tool" check "$ex/rule-faulty.json" 2>/dev/full
-exited 2
-verdict "a failed write of the faults on standard error exits 2"
+exited 2 && { "$tool" format "$ex/policy-misspelled.json" >/dev/null 2>/dev/full; exited 2; }
+verdict "a failed write of the faults or warnings on standard error exits 2"
 
 # The examples are kept in the tool's own pretty layout; the compact form of
 # the policy (every action kind and backup subtype) is one line and formats
@@ -677,15 +677,15 @@ LC_ALL=C.UTF-8 run 1 check "$esc" && has err ":1:47: error: " "       | $(printf
 verdict "the caret sits under its character by display width while the column counts characters"
 
 # Bytes outside UTF-8 (lone, overlong, surrogate, past U+10FFFF, cut short)
-# and invisible characters are escaped; a character wcwidth does not know
+# and invisible characters are escaped, the least three-byte one is not; a character wcwidth does not know
 # (U+0378) takes one column; a CRLF line shows without its CR; a line
 # number of six digits widens the margin; long lines are cut only on the
 # side far from the fault.
-c="$work/$(printf 'n\200\300\257\340\200\200\355\240\200\364\220\200\200\303A\302\205\342\200\250\342\200\256\342\201\246.json\342\200')"
+c="$work/$(printf 'n\340\240\200\200\300\257\340\200\200\355\240\200\364\220\200\200\303A\302\205\342\200\250\342\200\256\342\201\246.json\342\200')"
 printf '{"a\\tb": "\315\270", "ruleName": 1}\r\n' >"$c" && { printf '{"ruleName":'; yes '' | head -n 100000; echo '1}'; } >"$work/lines.json"
 { printf '{"ruleName":\n5, "ruleComment": "%0300d", "ruleItem_Definitions": 7}\n' 0; } >"$work/edges.json"
 LC_ALL=C.UTF-8 run 1 check --type rule "$c" "$work/lines.json" "$work/edges.json" && has err \
-    "$work/n\x80\xc0\xaf\xe0\x80\x80\xed\xa0\x80\xf4\x90\x80\x80\xc3A\u0085\u2028\u202e\u2066.json\xe2\x80:1:2: warning: <rule>: property 'a\tb'" \
+    "$work/n$(printf '\340\240\200')\x80\xc0\xaf\xe0\x80\x80\xed\xa0\x80\xf4\x90\x80\x80\xc3A\u0085\u2028\u202e\u2066.json\xe2\x80:1:2: warning: <rule>: property 'a\tb'" \
     "$(printf '     1 | {"a\\tb": "\315\270", "ruleName": 1}\n       |                           ^')" \
     "$(printf ' 100001 | 1}\n        | ^')" "$(printf '     2 | 5, "ruleComment": "%061d...\n       | ^' 0)" \
     "$(printf '     2 | ...%053d", "ruleItem_Definitions": 7}\n       | %83s^' 0 '')"

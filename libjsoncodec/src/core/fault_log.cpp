@@ -190,8 +190,7 @@ int32_t UnionFault::report(FaultSink outer, path_node *path, const char *name, c
     Fault passed = member;
     passed.status = RMQC_ERR_DECODE;
     passed.message = outer.len != 0 ? outer.buf : "";
-    passed.full = cause;
-    passed.note = false;
+    passed.full = cause;  // a fault, not a note, as `member` is
     if (hint != nullptr) passed.hint = hint;
     passed.order = outer.order;
     passed.order_length = outer.order_length;
