@@ -339,7 +339,8 @@ run 1 check "$work/x1.json" "$work/x2.json" && has err "$work/x1.json:1:15: erro
     grep -o '^[^ ]*:[0-9]*:[0-9]*: error' "$work/err" >"$work/places" &&
     is places "$(printf '%s\n' "$work/big.json:1:24: error" "$work/byte.json:1:16: error" \
         "$work/twice.json:1:19: error" "$work/comma.json:1:18: error" "$work/after.json:1:5: error")" &&
-    has err "note: a key may appear only once in an object"
+    has err "note: a key may appear only once in an object" "$work/byte.json:1:16: note: the text is not UTF-8 here: save" \
+        "$work/big.json:1:24: note: an integer must lie between -9223372036854775808 and 9223372036854775807"
 verdict "a syntax fault is placed at its token, and named by the type the keys before it tell, if any"
 
 # A union that matches no member: the library's line, then every other
