@@ -181,11 +181,10 @@ std::string kind_words(const FieldDesc &field) {
         case Kind::Record:
         case Kind::RecordPointer: return std::string("record ") + field.nested->name;
         case Kind::List: return std::string("array of ") + field.nested->name;
-        case Kind::Union: break;
+        default: break;  // Kind::Union
     }
-    const FieldDesc *tag = union_discriminator(*field.members);
-    return std::string("one of ") + std::to_string(field.members->count) + " records" +
-           (tag != nullptr ? std::string(" by ") + tag->name : std::string());
+    return std::string("one of ") + std::to_string(field.members->count) + " records by " +
+           union_discriminator(*field.members)->name;
 }
 
 }  // namespace tool::lsp

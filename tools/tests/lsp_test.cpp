@@ -580,6 +580,8 @@ TEST(Server, EachRequestAnswersForTheRecordAtItsPlace) {
         {broken, "completion", 78, R"("items":[])"},  // in an array, between its elements
         {policy, "hover", 36, "array of workflow, optional\\n\\nAt most 10000000 elements"},
         {policy, "hover", 243, "actionName: property of action"},
+        {broken, "hover", 53, "array of strings, required\\n\\nAt most 10000000 elements"},
+        {R"({"x": 1, )", "completion", 9, R"("items":[])"},  // of no record
         {action, "hover", 126, "One of: generate, passthru"},
         {action, "hover", 88, "Records: actionBackup, actionProbe"},
         {action, "hover", 88, "; told apart by actionType"},
