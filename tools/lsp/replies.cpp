@@ -34,13 +34,9 @@ json_t *range_json(Positioner &at, size_t begin, size_t end) {
 }
 
 const char *rule_name(Rule rule) {
-    switch (rule) {
-        case Rule::invalid_json: return "invalid-json";
-        case Rule::missing_property: return "missing-property";
-        case Rule::unknown_property: return "unknown-property";
-        case Rule::invalid_value: break;
-    }
-    return "invalid-value";
+    // In the order of Rule.
+    constexpr const char *NAMES[] = {"invalid-json", "missing-property", "invalid-value", "unknown-property"};
+    return NAMES[static_cast<size_t>(rule)];
 }
 
 const TypeDesc *root_of(const Document &document, const Node &tree) {
@@ -48,12 +44,13 @@ const TypeDesc *root_of(const Document &document, const Node &tree) {
     return root != nullptr ? root : guess_root(tree);
 }
 
-// The property name of a JSON Pointer's last token.
+// The property name of a JSON Pointer's last token. The checker's pointers
+// spell '~' as "~0" and '/' as "~1", so a '~' always has its digit after it.
 std::string last_token(std::string_view pointer) {
     const std::string_view token = pointer.substr(pointer.rfind('/') + 1);  // npos + 1: the whole
     std::string name;
     for (size_t i = 0; i < token.size(); ++i) {
-        if (token[i] == '~' && i + 1 < token.size() && (token[i + 1] == '0' || token[i + 1] == '1')) {
+        if (token[i] == '~') {
             name += token[++i] == '0' ? '~' : '/';
         } else {
             name += token[i];
@@ -78,7 +75,7 @@ std::string value_of(const FieldDesc *field, int depth) {
         case Kind::List: return "[]";
         case Kind::Record:
         case Kind::RecordPointer: return record_value(*field->nested, depth + 1);
-        case Kind::Union: break;
+        default: break;  // Kind::Union
     }
     // A union's: its first member's.
     return record_value(*field->members->types[0], depth + 1);
@@ -106,49 +103,45 @@ Edit insertion(std::string_view text, const Node &object, const std::string &mem
     return {first, first, member + "," + separator, ""};
 }
 
-size_t member_end(const Member &member) {
-    if (member.value.type != Node::Type::missing) return member.value.end;
-    return member.colon != SIZE_MAX ? member.colon + 1 : member.key_end;
-}
-
 bool is_space(char c) { return c == ' ' || c == '\t'; }
 
 // The edit that removes `member` from `object`, with its comma, and with
-// its line when it stands alone on it.
+// its line when it stands alone on it. Only a well-formed text has unknown
+// properties to remove: each member has its value, an object's members come
+// after its '{' and before its '}', and a comma has a member after it.
 Edit removal(std::string_view text, const Node &object, const Member &member) {
     const size_t index = static_cast<size_t>(&member - object.members.data());
-    const size_t end = member_end(member);
+    const size_t end = member.value.end;
     size_t after = end;
-    while (after < text.size() && is_space(text[after])) ++after;
-    if (after < text.size() && text[after] == ',') {
+    while (is_space(text[after])) ++after;
+    if (text[after] == ',') {
         size_t stop = after + 1;
-        while (stop < text.size() && is_space(text[stop])) ++stop;
+        while (is_space(text[stop])) ++stop;
         size_t start = member.key_begin;
-        while (start > 0 && is_space(text[start - 1])) --start;
-        const bool own_line = start == 0 || text[start - 1] == '\n' || text[start - 1] == '\r';
-        if (own_line && stop < text.size() && (text[stop] == '\n' || text[stop] == '\r')) {
-            stop += text[stop] == '\r' && stop + 1 < text.size() && text[stop + 1] == '\n' ? 2 : 1;
+        while (is_space(text[start - 1])) --start;
+        const bool own_line = text[start - 1] == '\n' || text[start - 1] == '\r';
+        if (own_line && (text[stop] == '\n' || text[stop] == '\r')) {
+            stop += text[stop] == '\r' && text[stop + 1] == '\n' ? 2 : 1;
             return {start, stop, "", ""};
         }
         return {member.key_begin, stop, "", ""};
     }
-    if (index > 0) return {member_end(object.members[index - 1]), end, "", ""};
+    if (index > 0) return {object.members[index - 1].value.end, end, "", ""};
     return {member.key_begin, end, "", ""};
 }
 
-// The properties of `record` that `object` does not hold, but for `except`.
+// The properties of `record` that `object` does not hold, but for `except`:
+// of a union's value whose member is not told, its discriminator alone.
 std::vector<const FieldDesc *> absent_fields(const RecordAt &record, const Node &object, const Member *except) {
-    std::vector<const FieldDesc *> absent;
-    if (record.type == nullptr) {
-        const FieldDesc *tag = record.choices != nullptr ? union_discriminator(*record.choices) : nullptr;
-        if (tag != nullptr && (object.member(tag->name) == nullptr || object.member(tag->name) == except))
-            absent.push_back(tag);
-        return absent;
+    std::vector<const FieldDesc *> fields, absent;
+    if (record.type != nullptr) {
+        for (uint32_t i = 0; i < record.type->field_count; ++i) fields.push_back(&record.type->fields[i]);
+    } else if (record.choices != nullptr) {
+        fields.push_back(union_discriminator(*record.choices));
     }
-    for (uint32_t i = 0; i < record.type->field_count; ++i) {
-        const FieldDesc &field = record.type->fields[i];
-        const Member *held = object.member(field.name);
-        if (held == nullptr || held == except) absent.push_back(&field);
+    for (const FieldDesc *field : fields) {
+        const Member *held = object.member(field->name);
+        if (held == nullptr || held == except) absent.push_back(field);
     }
     return absent;
 }
@@ -246,13 +239,13 @@ std::string describe(const RecordAt &record, const FieldDesc &field) {
     text += kind_words(field) + (field.required ? ", required" : ", optional") + "\n\n";
     switch (field.kind) {
         case Kind::Enum: {
-            const FieldDesc *tag = record.choices != nullptr ? union_discriminator(*record.choices) : nullptr;
-            if (tag != nullptr && std::string_view(tag->name) == field.name) {
+            // Every member of a union has its discriminator.
+            if (record.choices != nullptr &&
+                std::string_view(union_discriminator(*record.choices)->name) == field.name) {
                 text += "Tells the record apart; one of:";
                 for (uint32_t k = 0; k < record.choices->count; ++k) {
                     const FieldDesc *own = jsoncodec::discriminator(*record.choices->types[k]);
-                    if (own != nullptr)
-                        text += " " + listed(*own->allowed) + (k + 1 < record.choices->count ? "," : "");
+                    text += " " + listed(*own->allowed) + (k + 1 < record.choices->count ? "," : "");
                 }
                 text += "\n";
             } else {
@@ -269,8 +262,7 @@ std::string describe(const RecordAt &record, const FieldDesc &field) {
             text += "Records:";
             for (uint32_t k = 0; k < field.members->count; ++k)
                 text += std::string(k > 0 ? ", `" : " `") + field.members->types[k]->name + "`";
-            if (tag != nullptr) text += std::string("; told apart by `") + tag->name + "`";
-            text += "\n";
+            text += std::string("; told apart by `") + tag->name + "`\n";
             break;
         }
         default: break;
@@ -289,8 +281,8 @@ struct Symbol {
 
 // The name property of a record type: a string property whose name ends in
 // "Name", first of all (the record types' first properties are required).
+// No record type is without properties.
 const FieldDesc *name_property(const TypeDesc &type) {
-    if (type.field_count == 0) return nullptr;
     const FieldDesc &first = type.fields[0];
     const std::string_view name = first.name;
     return first.kind == Kind::String && name.ends_with("Name") ? &first : nullptr;
@@ -314,18 +306,20 @@ void outline(const Node &object, const RecordAt &record, Symbol &parent, std::ve
         holder = &symbol;
         kinds = &symbol.kinds;
     }
-    if (record.choices != nullptr && kinds != nullptr) {
-        const FieldDesc *tag = union_discriminator(*record.choices);
-        const Member *given = tag != nullptr ? object.member(tag->name) : nullptr;
-        if (given != nullptr && given->value.type == Node::Type::string) kinds->push_back(given->value.text);
-    }
+    // A union's member (`record.type` is told) is told by its discriminator's
+    // text; the unions are the actions' kinds and subtypes, below a named
+    // action.
+    if (record.choices != nullptr)
+        kinds->push_back(object.member(union_discriminator(*record.choices)->name)->value.text);
+    // The records nest far less deep than the whole text is read, so each
+    // object reached here has its members read.
     for (const Member &member : object.members) {
         const FieldDesc *field = find_field(*record.type, member.key);
         if (field == nullptr || !member.value.expanded) continue;
         if (member.value.type == Node::Type::object)
             outline(member.value, record_of(field, member.value), *holder, kinds);
         for (const Node &item : member.value.items)
-            if (item.type == Node::Type::object && item.expanded) outline(item, record_of(field, item), *holder, kinds);
+            if (item.type == Node::Type::object) outline(item, record_of(field, item), *holder, kinds);
     }
 }
 
@@ -363,9 +357,11 @@ std::vector<Fix> fixes_for(const Document &document, const Fault &fault, const N
     std::vector<Fix> fixes;
     const std::string_view text = document.text;
     const TypeDesc *root = root_of(document, tree);
+    // The checker's findings are of a well-formed text, read whole here: an
+    // unknown property is placed at its key, a missing one at the '{' of
+    // its object, and the records nest far less deep than objects are read.
     if (fault.rule == Rule::unknown_property) {
         const Cursor cursor = locate(tree, root, fault.span.offset);
-        if (cursor.where != Cursor::Where::key || cursor.member == nullptr) return fixes;
         const std::string &key = cursor.member->key;
         for (std::string_view name : renames(key, fault.hint, cursor))
             fixes.push_back({"Rename '" + key + "' to '" + std::string(name) + "'",
@@ -374,14 +370,12 @@ std::vector<Fix> fixes_for(const Document &document, const Fault &fault, const N
         fixes.push_back({"Remove the property '" + key + "'", false, {removal(text, *cursor.object, *cursor.member)}});
     } else if (fault.rule == Rule::missing_property) {
         const Cursor cursor = locate(tree, root, fault.span.offset + 1);
-        if (cursor.object == nullptr || cursor.object->begin != fault.span.offset) return fixes;
         const std::string name = last_token(fault.pointer);
         const FieldDesc *field = cursor.record.type != nullptr ? find_field(*cursor.record.type, name) : nullptr;
         fixes.push_back({"Add the required property '" + name + "'",
                          true,
                          {insertion(text, *cursor.object, quoted(name) + ": " + value_of(field, 0))}});
-    } else if (fault.rule == Rule::invalid_value && !fault.hint.empty() && fault.span.offset < text.size() &&
-               text[fault.span.offset] == '"') {
+    } else if (text[fault.span.offset] == '"') {  // fixable: a refused text with its did-you-mean
         fixes.push_back({"Replace " + std::string(text.substr(fault.span.offset, fault.span.end - fault.span.offset)) +
                              " with '" + fault.hint + "'",
                          true,
@@ -537,7 +531,7 @@ json_t *completion_json(const Document &document, const Client &client, size_t o
         if (tag != nullptr && key == tag->name) {
             for (uint32_t k = 0; k < cursor.record.choices->count; ++k) {
                 const FieldDesc *own = jsoncodec::discriminator(*cursor.record.choices->types[k]);
-                for (uint32_t i = 0; own != nullptr && i < own->allowed->count; ++i)
+                for (uint32_t i = 0; i < own->allowed->count; ++i)
                     value(own->allowed->values[i], 20, cursor.record.choices->types[k]->name);
             }
         } else if (field != nullptr && field->kind == Kind::Enum) {

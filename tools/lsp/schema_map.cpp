@@ -29,10 +29,9 @@ bool same_ignoring_case(std::string_view a, std::string_view b) {
            });
 }
 
-// Edits between `a` and `b`, a difference of case alone being one; SIZE_MAX
-// past `limit`.
+// Edits between `a` and `b`, which differ, a difference of case alone
+// being one; SIZE_MAX past `limit`.
 size_t distance(std::string_view a, std::string_view b, size_t limit) {
-    if (a == b) return 0;
     if (same_ignoring_case(a, b)) return 1;
     if ((a.size() > b.size() ? a.size() - b.size() : b.size() - a.size()) > limit) return SIZE_MAX;
     std::vector<size_t> row(b.size() + 1);
@@ -58,7 +57,7 @@ const TypeDesc *root_desc(std::string_view name) {
 }
 
 const TypeDesc *guess_root(const Node &root) {
-    if (root.type != Node::Type::object || !root.expanded) return nullptr;
+    // An array, a scalar or an object whose members were not read has none.
     for (const Member &member : root.members)
         for (const Root &candidate : roots)
             if (candidate.name_property != nullptr && member.key == candidate.name_property) return candidate.desc;
@@ -86,33 +85,27 @@ const FieldDesc *union_discriminator(const UnionDesc &members) {
 RecordAt record_of(const FieldDesc *field, const Node &child) {
     RecordAt record;
     if (field == nullptr) return record;
-    switch (field->kind) {
-        case jsoncodec::Kind::Record:
-        case jsoncodec::Kind::RecordPointer:
-        case jsoncodec::Kind::List: record.type = field->nested; break;
-        case jsoncodec::Kind::Union: {
-            record.choices = field->members;
-            const FieldDesc *tag = union_discriminator(*field->members);
-            const Member *given = tag != nullptr ? child.member(tag->name) : nullptr;
-            if (tag == nullptr) {
-                record.type = field->members->types[0];
-            } else if (given != nullptr && given->value.type == Node::Type::string) {
-                for (uint32_t k = 0; k < field->members->count && record.type == nullptr; ++k) {
-                    const FieldDesc *own = jsoncodec::discriminator(*field->members->types[k]);
-                    if (own != nullptr && jsoncodec::enum_allows(*own->allowed, given->value.text.c_str()))
-                        record.type = field->members->types[k];
-                }
-            }
-            break;
+    if (field->kind != jsoncodec::Kind::Union) {
+        record.type = field->nested;  // set for a record, a record pointer and a list alone
+        return record;
+    }
+    // Every member of a union has its discriminator.
+    record.choices = field->members;
+    const Member *given = child.member(union_discriminator(*field->members)->name);
+    if (given != nullptr && given->value.type == Node::Type::string) {
+        for (uint32_t k = 0; k < field->members->count && record.type == nullptr; ++k) {
+            const FieldDesc *own = jsoncodec::discriminator(*field->members->types[k]);
+            if (jsoncodec::enum_allows(*own->allowed, given->value.text.c_str()))
+                record.type = field->members->types[k];
         }
-        default: break;
     }
     return record;
 }
 
 Cursor locate(const Node &root, const TypeDesc *type, size_t offset) {
     Cursor cursor;
-    if (root.type != Node::Type::object || !root.expanded || !root.holds(offset)) return cursor;
+    // A container that holds the offset has its members read.
+    if (root.type != Node::Type::object || !root.holds(offset)) return cursor;
     const Node *object = &root;
     RecordAt record{type, nullptr};
     for (;;) {
@@ -168,7 +161,7 @@ std::vector<std::string_view> rank_names(std::string_view text, const std::vecto
     std::vector<std::pair<size_t, size_t>> scored;  // (distance, position)
     for (size_t i = 0; i < candidates.size(); ++i) {
         const size_t d = distance(text, candidates[i], limit);
-        if (d != SIZE_MAX && d > 0) scored.emplace_back(d, i);
+        if (d != SIZE_MAX) scored.emplace_back(d, i);
     }
     std::stable_sort(scored.begin(), scored.end());
     std::vector<std::string_view> ranked;
@@ -188,11 +181,10 @@ std::string kind_words(const FieldDesc &field) {
         case Kind::Record:
         case Kind::RecordPointer: return std::string("record ") + field.nested->name;
         case Kind::List: return std::string("array of ") + field.nested->name;
-        case Kind::Union: break;
+        default: break;  // Kind::Union
     }
-    const FieldDesc *tag = union_discriminator(*field.members);
-    return std::string("one of ") + std::to_string(field.members->count) + " records" +
-           (tag != nullptr ? std::string(" by ") + tag->name : std::string());
+    return std::string("one of ") + std::to_string(field.members->count) + " records by " +
+           union_discriminator(*field.members)->name;
 }
 
 }  // namespace tool::lsp

@@ -177,9 +177,10 @@ class Reader {
         return p_;
     }
 
-    // A closing bracket, if one is at p_: it ends the container.
+    // A closing bracket, if one is at p_ (before the container's end, so in
+    // the text): it ends the container.
     bool closing() {
-        if (p_ < t_.size() && (t_[p_] == '}' || t_[p_] == ']')) {
+        if (t_[p_] == '}' || t_[p_] == ']') {
             ++p_;
             return true;
         }
@@ -251,7 +252,9 @@ class Reader {
 
 bool Node::holds(size_t offset) const {
     if (type != Type::object && type != Type::array) return false;
-    return begin < offset && (offset < end || (!closed && offset <= end));
+    // An unclosed container runs to the end of the text, past which no
+    // offset lies.
+    return begin < offset && (offset < end || !closed);
 }
 
 const Member *Node::member(std::string_view key) const {

@@ -22,8 +22,9 @@ std::string framed(const std::string &body, const char *header = "Content-Length
 }
 
 TEST(Framing, MessagesSplitOverReadsOrSharingOneAreTakenWhole) {
-    const std::string stream = framed(R"({"a":1})") + framed(R"({"b":"é"})", "content-LENGTH") +
-                               "Content-Type: application/vscode-jsonrpc\ncontent-length: 2\n\n{}";
+    const std::string stream =
+        framed(R"({"a":1})") + framed(R"({"b":"é"})", "content-LENGTH") +
+        "\r\n\nX\nContent-Lenght: 1\nContent-Type: application/json\ncontent-length:\t2 \t\n\n{}";
     for (size_t piece : {size_t{1}, size_t{7}, stream.size()}) {
         Framer framer;
         std::vector<std::string> bodies;
@@ -315,11 +316,14 @@ std::string shape(const Node &node) {
 
 TEST(Tree, WhatIsBeingTypedReadsAsTheNearestWellFormedText) {
     const std::pair<const char *, const char *> rows[] = {
-        {"{\"a\" \t: -1,\r\"b\": tru}", R"({"a"=-1,"b"=tru,])"},
+        {"{\"a\" \t: -1,\r\"b\": tru", R"({"a"=-1,"b"=tru,~)"},
+        {"{\t{}, \"b\": +1, \"c\":: k:tru{}, \"\\u0001\\udc00\\ud800\\ue000\\ud800x\": \"v\\\r, \"e\": \"s\"",
+         "{\"b\"=+1,\"c\"=_,\"k\"=tru,\"\\u0001\xED\xB0\x80\xED\xA0\x80\xEE\x80\x80\xED\xA0\x80x\"=\"v\"~,\"e\"=\"s\","
+         "~"},
         {"{: \"a\": \"b\": [x[, :1}], k : , \"c\": ", R"({"a"=_,"b"=[x,[1,],],"k"=_,"c"=_,~)"},
-        {R"({"\u00E9\ud83d\ude00\"\\": [], "\ud800\u0041\ud800\uzz\ud800\x": {"x")",
+        {R"({"\u00E9\ud83d\ude00\"\\": [], "\ud800\u0041\ud800\uzz\ud800\x": {"x": "\ud800\u12\)",
          "{\"é😀\\\"\\\\\"=[],\"\xED\xA0\x80"
-         "A\xED\xA0\x80zz\xED\xA0\x80x\"={\"x\"_,~,~"},
+         "A\xED\xA0\x80zz\xED\xA0\x80x\"={\"x\"=\"\xED\xA0\x80\"~,~,~"},
         {"{[1], \"a\\\n\": 2, \"b\rc\": \"\\u1", R"({"a"_,": 2, "_,"b"_,"c"_,": "_,"\\u1"_,~)"},
     };
     for (const auto &[text, expected] : rows) EXPECT_EQ(shape(read_tree(text, SIZE_MAX)), expected) << text;
@@ -440,52 +444,6 @@ TEST(Server, CompletionInAnUnfinishedDocumentAndHover) {
     EXPECT_NE(said.find("week, month, reference"), std::string::npos) << said;
 }
 
-TEST(Server, HoverReadsEscapedKeysAndOffersTheNearestNamesForAnUnknownOne) {
-    Session session;
-    session.open(
-        "{\"rul\\u0065Name\": \"r\", \"ruleItem_Definitons\": 1,\n"
-        " \"\\u00e9\\u20ac\\ud83d\\ude00\\t\\\"\\/\\n\\r\\b\\f\\u12\": 2}");
-    auto hover = [&](int line, int character) {
-        json_t *result = json_object_get(
-            session.request("textDocument/hover",
-                            json_pack("{s:o,s:o}", "textDocument", document(), "position", at(line, character))),
-            "result");
-        json_t *value = json_object_get(json_object_get(result, "contents"), "value");
-        return std::string(value != nullptr ? json_string_value(value) : "");
-    };
-    EXPECT_EQ(hover(0, 3).rfind("ruleName: property of rule", 0), 0u) << hover(0, 3);
-    EXPECT_EQ(hover(0, 27),
-              "ruleItem_Definitons is not a property of rule: the server ignores it and formatting drops it.\n\n"
-              "Did you mean ruleItem_Definitions?");
-    // A cut \u escape reads as nothing.
-    EXPECT_EQ(hover(1, 3),
-              "é€😀\t\"/\n\r\b\f is not a property of rule: the server ignores it and formatting drops it.");
-    EXPECT_EQ(hover(0, 20), "");  // a value, not a key
-}
-
-TEST(Server, HoverSaysWhatEachKindOfPropertyHolds) {
-    const std::string text =
-        R"({"actionName":"x","actionSpecific":{"actions":{"actionType":"exercise","exerciseDelay":[1],)"
-        R"("exerciseCount":9}},"actionScheduleActivity":["exec"]})";
-    Session session;
-    session.open(text);
-    for (const auto &[key, said] : std::vector<std::pair<std::string, std::string>>{
-             {"actions", "; told apart by actionType"},
-             {"actionType", "Tells the record apart; one of:"},
-             {"exerciseDelay", "array of integers"},
-             {"exerciseCount", "From -9223372036854775808 to 9223372036854775807"},
-             {"actionScheduleActivity", "At most "}}) {
-        const int character = static_cast<int>(text.find('"' + key + '"')) + 1;
-        json_t *result = json_object_get(
-            session.request("textDocument/hover",
-                            json_pack("{s:o,s:o}", "textDocument", document(), "position", at(0, character))),
-            "result");
-        const char *value = json_string_value(json_object_get(json_object_get(result, "contents"), "value"));
-        ASSERT_NE(value, nullptr) << key;
-        EXPECT_NE(std::string(value).find(said), std::string::npos) << key << ": " << value;
-    }
-}
-
 TEST(Server, AnUntypedDocumentIsSaidSoAndNotFormattedAndClosingItClearsItsFindings) {
     Session session;
     session.open("{\"x\": 1}");
@@ -587,10 +545,16 @@ TEST(Server, EachRequestAnswersForTheRecordAtItsPlace) {
         R"({"abBackupSubtype": "snapshot"}}}}}, {"actionName": 5, "actionSpecific": {"actions": {"actionType": 1}}}]}]})";
     const char *const action =
         R"({"actionName": "a", "actionEnabled": , "actionScheduleOverrid": 1,  "actionSpecific": {"actions": )"
-        R"({"actionType": "exercise", "exerciseFunction": "", "exerciseDuratio": 1}}})";
+        R"({"actionType": "exercise", "exerciseFunction": "", "exerciseDuratio": 1, "exerciseCount": 1 }}})";
     const char *const broken = R"({"actionName": "a", "actionSchedulePeriod": "wek", "actionScheduleActivity": [], )"
                                R"("actionSpecific": {"actions": {"actionType": "bakup"}}, "actionRetrie": 1})";
-    const char *const unknown = R"({"ruleName": "r", "zzz": 1})";
+    const char *const unknown = R"({"ruleName": 5, "zzz": 1})";  // and a finding without a fix
+    const char *const untold =
+        R"({"actionName": "a", "actionSpecific": {"actions": {}}, "actionSchedulePeriod": "week", )"
+        R"("actionScheduleActivity": []})";
+    const char *const items = R"({"ruleName": "r", "ruleItem_Definitions": [{}, {"zzz": 1}]})";
+    const char *const escaped =
+        R"({"rul\u0065Name": "r", "ruleItem_Definitons": 1, "\u00e9\u20ac\ud83d\ude00\t\"\/\n\r\b\f\u12": 2})";
     const struct {
         const char *text, *method;
         int at;
@@ -599,13 +563,46 @@ TEST(Server, EachRequestAnswersForTheRecordAtItsPlace) {
         {policy, "documentSymbol", 0, R"x("name":"(workflow without a name)","detail":"workflow","kind":3)x"},
         {policy, "documentSymbol", 0, R"("name":"a","detail":"action: backup / snapshot","kind":12)"},
         {policy, "documentSymbol", 0, R"x("name":"(action without a name)","detail":"action","kind":12)x"},
-        {"{\"ruleName\": \"r\"}", "documentSymbol", 0, R"("kind":5)"},
+        {items, "documentSymbol", 0, R"("kind":5)"},
         {action, "completion", 67, R"("newText":"\"actionCompletionNotification\": ${1:{\\}}")"},
         {action, "completion", 37, R"("label":"false","kind":14,"detail":"boolean")"},
         {action, "completion", 16, R"("items":[])"},  // a string's value
         {action, "completion", 0, R"("items":[])"},   // outside the object
         {action, "completion", 146, R"("label":"passthru")"},
         {"{\"ruleName\": \"r\", ", "completion", 18, R"("newText":"\"ruleComment\": ${1:\"\"}")"},
+        {untold, "completion", 51, R"("newText":"\"actionType\": ${1:\"backup\"}")"},
+        {action, "completion", 190, R"("label":"exerciseDelay","kind":10,"detail":"array of integers, optional")"},
+        {"{\"actionName\": \"a\", \"actionSpecific\": {", "completion", 39,
+         R"("detail":"one of 15 records by actionType, required")"},
+        {"{\"ruleName\": \"r\"}", "completion", 3, R"("newText":"\"ruleName\""})"},  // a key with its colon
+        {"{\"ruleName\": \"r\", ruleC", "completion", 22, R"("filterText":"ruleComment")"},
+        {"{\"ruleName\": \"r\", \"zzz\": }", "completion", 25, R"("items":[])"},
+        {broken, "completion", 78, R"("items":[])"},  // in an array, between its elements
+        {policy, "hover", 36, "array of workflow, optional\\n\\nAt most 10000000 elements"},
+        {policy, "hover", 243, "actionName: property of action"},
+        {broken, "hover", 53, "array of strings, required\\n\\nAt most 10000000 elements"},
+        {R"({"x": 1, )", "completion", 9, R"("items":[])"},  // of no record
+        {action, "hover", 126, "One of: generate, passthru"},
+        {action, "hover", 88, "Records: actionBackup, actionProbe"},
+        {action, "hover", 88, "; told apart by actionType"},
+        {action, "hover", 99, "Tells the record apart; one of: backup, probe, execute,"},
+        {action, "hover", 172, "From -9223372036854775808 to 9223372036854775807"},
+        {escaped, "hover", 3, R"("value":"ruleName: property of rule)"},
+        {escaped, "hover", 27, "formatting drops it.\\n\\nDid you mean ruleItem_Definitions?\""},
+        {escaped, "hover", 51,
+         R"("value":"é€😀\t\"/\n\r\b\f is not a property of rule)"},                // a cut \u escape reads as nothing
+        {escaped, "hover", 20, R"("result":null)"},                                // a value
+        {R"({"ruleComment": "c"})", "hover", 3, "ruleComment: property of rule"},  // told by its keys
+        {R"({"ruleName": "r", "\ud800": 1})", "hover", 19, "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD is not a property"},
+        {untold, "codeAction", 51, R"("newText":"\"actionType\": null")"},
+        {R"({"actionName": "a", "actionSchedulePeriod": "week", "actionScheduleActivity": []})", "codeAction", 0,
+         R"(\"backupSubtypes\": {\"abBackupSubtype\": \"traditional\", \"abtDestinationPool\": \"\"}}, \"abDest)"},
+        {R"({"policyName": "p", "policySummaryNotification": {}})", "codeAction:source", 0,
+         R"("newText":"\"policyCompletionNotificationExecuteOn\": \"completion\", \"policyCompletionNotificationAction\": \"\""})"},
+        {items, "codeAction", 50, R"("start":{"line":0,"character":48},"end":{"line":0,"character":56}},"newText":"")"},
+        {unknown, "diagnostic", 0,
+         R"("message":"<rule>.ruleName: JSON decode error. Expected a string as specified in schema."},)"},
+        {"{\n    \"ruleName\": \"r\"\n}\n", "formatting", 0, R"("result":[])"},
         {action, "hover", 67, R"("result":null)"},  // between members
         {action, "hover", 47, "Did you mean actionScheduleOverride, actionSchedulePeriod?"},
         {policy, "hover", 27, R"("result":null)"},  // in an object of no record
