@@ -395,13 +395,12 @@ TEST(EngineCheck, DeepPlacesAndTheKindsOfTheMembersThatShareTheDiscriminator) {
         {chain_link_desc, deep, {pointer + "/tag " + std::to_string(detail::ORDER_DEPTH) + " "}},
         {mixed_desc, R"({"u":{"kind":"bb","sort":5}})", {"/u/kind 1 b", "note 'kind' is one of: 'a', 'b', 'c'"}},
     };
-    for (const auto &row : rows) {
+    for (const auto &row : rows)
         for (auto *check : {check_walk, check_text}) {
             Log log;
             EXPECT_EQ(check(row.type, row.json.c_str(), log, {.every_fault = true}), 202);
             EXPECT_EQ(log.seen, row.seen);
         }
-    }
 }
 
 // Asked for, the properties no record type knows are warned of as the walk

@@ -332,13 +332,13 @@ TEST(Tree, WhatIsBeingTypedReadsAsTheNearestWellFormedText) {
 TEST(Server, ChangesApplyInOrderAndOnlyTheLastVersionIsPublished) {
     Session session;
     session.open("{\"ruleName\": \"😀\", \"ruleItem_Definitions\": []}");
-    // Each change's range is on the text the one before left; the emoji is
-    // two units.
+    // Each change's range is on the text the one before left, its ends in
+    // either order; the emoji is two units.
     session.notify(
         "textDocument/didChange",
         json_pack("{s:{s:s,s:i},s:[{s:{s:o,s:o},s:s},{s:{s:o,s:o},s:s}]}", "textDocument", "uri", "file:///d.json",
                   "version", 2, "contentChanges", "range", "start", at(0, 2), "end", at(0, 10), "text", "ruleNme",
-                  "range", "start", at(0, 12), "end", at(0, 16), "text", "\"x😀y\""));
+                  "range", "start", at(0, 16), "end", at(0, 12), "text", "\"x😀y\""));
     session.notify("textDocument/didChange",
                    json_pack("{s:{s:s,s:i},s:[{s:{s:o,s:o},s:s}]}", "textDocument", "uri", "file:///d.json", "version",
                              3, "contentChanges", "range", "start", at(0, 18), "end", at(0, 18), "text", " "));
