@@ -231,10 +231,15 @@ void say(const char *format, ...) {
     va_start(arguments, format);
     const int length = vsnprintf(brief, sizeof brief, format, arguments);
     va_end(arguments);
-    std::string message(brief, length < 0 ? 0 : static_cast<size_t>(length));
-    if (static_cast<size_t>(length) >= sizeof brief) {
+    // A message longer than `brief` is written again, whole, into its own
+    // block; `brief` holds only its start.
+    const size_t size = length < 0 ? 0 : static_cast<size_t>(length);
+    std::string message(size, '\0');
+    if (size < sizeof brief) {
+        message.assign(brief, size);
+    } else {
         va_start(arguments, format);
-        vsnprintf(message.data(), message.size() + 1, format, arguments);
+        vsnprintf(message.data(), size + 1, format, arguments);
         va_end(arguments);
     }
     fprintf(stderr, "jsoncodec: %s\n", shown(message).c_str());

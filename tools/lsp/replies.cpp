@@ -312,10 +312,10 @@ void outline(const Node &object, const RecordAt &record, Symbol &parent, std::ve
     if (record.choices != nullptr)
         kinds->push_back(object.member(union_discriminator(*record.choices)->name)->value.text);
     // The records nest far less deep than the whole text is read, so each
-    // object reached here has its members read.
+    // object reached here has its members read; a key that names no
+    // property has no record, and its value adds nothing.
     for (const Member &member : object.members) {
         const FieldDesc *field = find_field(*record.type, member.key);
-        if (field == nullptr || !member.value.expanded) continue;
         if (member.value.type == Node::Type::object)
             outline(member.value, record_of(field, member.value), *holder, kinds);
         for (const Node &item : member.value.items)

@@ -388,7 +388,7 @@ verdict "bad usage prints the synopsis on stderr and exits 2"
 
 run 2 lsp --strict && has err "jsoncodec: --strict applies to check, format and schema only" &&
     run 2 check -- --help && has err "jsoncodec: cannot open '--help'" && long="$work$(printf '/.%.0s' $(seq 300))/missing.json" &&
-    run 2 check "$long" && has err "jsoncodec: cannot open '$long': No such file"
+    run 2 check "$long" && has err "jsoncodec: cannot open '$long': No such file or directory"
 verdict "an option's commands are listed; -- ends the options; a message is never cut"
 
 # The language server answers on standard output and logs on standard error;
@@ -564,7 +564,7 @@ printf '\357\273\277{"ruleName": "r"}\n' >"$work/bom.json"
 printf '{"ruleName": "a\\u0000b"}\n' >"$work/u0.json"
 : >"$work/empty.json"
 printf ' \r\n\t\n' >"$work/blank.json"
-run 1 check --type rule "$work/bom.json" "$work/u0.json" "$work/empty.json" "$work/blank.json" &&
+run 1 check "$work/bom.json" "$work/u0.json" "$work/empty.json" "$work/blank.json" &&
     grep ': note: ' "$work/err" >"$work/notes" && is notes "$(printf '%s\n' \
         "$work/bom.json:1:1: note: the text starts with a byte-order mark (U+FEFF), which JSON does not allow: save the file without it" \
         "$work/u0.json:1:16: note: a text here holds \\u0000 (the character U+0000), which no text may hold" \
