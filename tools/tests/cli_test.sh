@@ -393,7 +393,7 @@ verdict "an option's commands are listed; -- ends the options; a message is neve
 
 # The language server answers on standard output and logs on standard error;
 # input that ends before "exit", or an output it cannot write, ends it with 1.
-printf 'Content-Length: 9\r\n\r\n{not json' >"$work/lsp.in" && input=$work/lsp.in run 1 lsp && has out '"code":-32700' &&
+printf 'Content-Length: 9\r\n\r\n{not json%.0s' 1 2 >"$work/lsp.in" && input=$work/lsp.in run 1 lsp && has out '"code":-32700' &&
     has err "jsoncodec lsp: a message that is not JSON" && { "$tool" lsp <"$work/lsp.in" >&- 2>"$work/err"; exited 1; } &&
     has err "jsoncodec lsp: standard output is closed"
 verdict "the language server ends with 1 when its input ends early or its output is closed"
@@ -444,12 +444,11 @@ run 0 format --type rule --compact "$work/loose.json" &&
     is out '{"ruleName":"r","ruleItem_Definitions":[{},{"item_definitionValue":"a, b: c"}]}'
 verdict "--compact writes no blanks after separators"
 
-input=$ex/rule.json
-run 0 format --type rule && same "$ex/rule.json" out && run 0 format - && same "$ex/rule.json" out
+input=$ex/rule.json run 0 format --type rule && same "$ex/rule.json" out &&
+    input=$ex/rule.json run 0 format - && same "$ex/rule.json" out
 verdict "standard input is read without FILE and as -"
 
-input=$ex/rule-faulty.json
-run 1 check "$ex/rule.json" - "$ex/action.json" && lines err 4 &&
+input=$ex/rule-faulty.json run 1 check "$ex/rule.json" - "$ex/action.json" && lines err 4 &&
     has err "(standard input):15:36: error: <rule>.ruleItem_Definitions[1]."
 verdict "standard input is named (standard input)"
 
@@ -457,8 +456,7 @@ verdict "standard input is named (standard input)"
 awk 'BEGIN { printf "{\"ruleName\":\"big\",\"ruleItem_Definitions\":["
     for (i = 0; i < 20000; i++) printf "%s{\"item_definitionValue\":\"value-%d\"}", (i ? "," : ""), i
     printf "]}\n" }' >"$work/big.json"
-input=$work/big.json
-run 0 format --type rule --compact && same "$work/big.json" out
+input=$work/big.json run 0 format --type rule --compact && same "$work/big.json" out
 verdict "a large document arrives whole through standard input"
 
 # format -i rewrites what is not canonical, keeping the mode, and leaves a
@@ -509,11 +507,10 @@ fi
 
 # Standard input is never rewritten, under any name, also that of its file.
 printf '%s\n' '{"ruleName":"r"}' >"$work/piped.json"
-input=$work/piped.json bad=0
+bad=0
 for name in /dev/stdin /dev/fd/0 /proc/self/fd/0 "$work/piped.json"; do
-    run 2 format -i "$name" && has err "jsoncodec: cannot rewrite '$name': it is standard input" || { echo "  name: $name"; bad=1; }
+    input=$work/piped.json run 2 format -i "$name" && has err "cannot rewrite '$name': it is standard input" || { echo "  name: $name"; bad=1; }
 done
-input=/dev/null
 [ $bad -eq 0 ] && is piped.json '{"ruleName":"r"}'
 verdict "format -i refuses standard input under any name"
 

@@ -44,8 +44,11 @@ TEST(Framing, ALengthThatCannotBeMetEndsTheStreamAndAMissingOneIsPassedOver) {
     framer.feed("X-Other: 1\r\n\r\n" + framed("{}"));
     EXPECT_EQ(framer.next(body, problem), Framer::Status::skipped);
     EXPECT_EQ(framer.next(body, problem), Framer::Status::body);
-    framer.feed("Content-Length: 99999999999999999999999\r\n\r\n");
-    EXPECT_EQ(framer.next(body, problem), Framer::Status::fatal);
+    for (const char *length : {" \t", "1x", "99999999999999999999999"}) {
+        Framer bad;
+        bad.feed("Content-Length: " + std::string(length) + "\r\n\r\n");
+        EXPECT_EQ(bad.next(body, problem), Framer::Status::fatal) << length;
+    }
     EXPECT_NE(problem.find("cannot be met"), std::string::npos);
     Framer endless;
     endless.feed(std::string(MAX_HEADERS + 1, 'x'));
