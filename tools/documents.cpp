@@ -24,8 +24,10 @@ int one_document(Output &output, Tally &tally, const char *path, const std::func
     } catch (const std::bad_alloc &) {
         status = not_checked(output, tally, label_of(path), label_of(path) + ": out of memory");
     }
-    // A message that cannot be written fails the run as output does.
-    return fflush(stderr) != 0 || ferror(stderr) ? EXIT_TROUBLE : status;
+    // A message that cannot be written fails the run as output does: a
+    // failed write, in the flush or before it, leaves the error indicator set.
+    fflush(stderr);
+    return ferror(stderr) ? EXIT_TROUBLE : status;
 }
 
 }  // namespace

@@ -253,7 +253,8 @@ std::string type_names() {
 
 int finish_standard_output() {
     errno = 0;
-    if (fflush(stdout) == 0 && !ferror(stdout)) return 0;
+    fflush(stdout);  // a failed write, in the flush or before it, sets the error indicator
+    if (!ferror(stdout)) return 0;
     say("cannot write standard output: %s", errno != 0 ? strerror(errno) : "write error");
     return EXIT_TROUBLE;
 }

@@ -61,12 +61,6 @@ void Document::check() {
     checked = true;
 }
 
-size_t Document::memory() const {
-    size_t bytes = sizeof *this + uri.capacity() + text.capacity() + lines.memory() + type.capacity();
-    for (const Fault &fault : faults) bytes += sizeof fault + fault.message.capacity() + fault.pointer.capacity();
-    return bytes;
-}
-
 std::string valid_utf8(std::string_view text) {
     std::string out;
     out.reserve(text.size());

@@ -31,8 +31,6 @@ struct Document {
     void edit(Position start, Position end, std::string_view with, Encoding encoding);
     // Checks the text unless its findings are known.
     void check();
-    // The bytes the document holds.
-    size_t memory() const;
 };
 
 // `text` with every byte that does not begin a valid UTF-8 sequence

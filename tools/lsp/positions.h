@@ -31,7 +31,6 @@ class LineIndex {
     // Whether every byte of the text is ASCII: a character is then a byte
     // in either encoding.
     bool ascii() const { return ascii_; }
-    size_t memory() const { return starts_.capacity() * sizeof(uint32_t); }
 
   private:
     std::vector<uint32_t> starts_{0};

@@ -83,14 +83,12 @@ run 1 check "$several" --type data_protection_policy "$work/cut.json" && empty o
         "$several:15:56: note: did you mean 'snapshot'?" "$several:15:56: note: closest failure in full: <acti" \
         "$several:15:56: note: 'abBackupSubtype' is one of: '" "$several:28:45: error: $p" \
         "$several:28:45: note: did you mean 'week'?" "$several:41:9: error: $p" "$several:42:76: error: $p" \
-        "$several:46:31: error: $p" "$work/cut.json:2:23: error: <data_protection_policy>: JSON")"
-verdict "every fault in file order at its line and column, with hints"
-
-has err "<actionBackupTraditional>.abBackupSubtype: JSON decode error. String based enum fails" \
+        "$several:46:31: error: $p" "$work/cut.json:2:23: error: <data_protection_policy>: JSON")" &&
+    has err "<actionBackupTraditional>.abBackupSubtype: JSON decode error. String based enum fails" \
     "    42 |             \"workflowComment\": \"Réplication hors site\", \"workflowEnabled\": \"true\"," \
     "       |                                                                            ^" \
     "JSON parsing error: unexpected token near '}' in <string> line: 2 col: 23"
-verdict "each fault gives the library's message, and its line with the caret under a column counted in characters"
+verdict "every fault in file order at its line and column, with hints, the library's message, and its line with the caret under a column counted in characters"
 
 # The first of the file, not the walk's first (which --first gives).
 run 1 check --max-faults=1 "$several" && count err ': error: ' 1 && has err "$several:15:56: error: " \
@@ -121,22 +119,20 @@ verdict "--format json gives [] for a valid document"
 
 # A tab before the place stays a tab under it, so that the caret lines up;
 # a file name that is not UTF-8 shows its other bytes as \xff, or '?' in JSON.
-odd="$work/$(printf 'tab\377.json')"
+odd="$work/$(printf 'tab1\377.json')"
 printf '{"ruleName":\t7}\n' >"$odd"
-run 1 check "$odd" && has err "$(printf '       |             \t^')" "$work/tab\\xff.json:1:14: error: " &&
-    run 1 check --format=json "$odd" && has out "\"file\": \"$work/tab?.json\"" &&
-    run 1 check --format=sarif "$odd" && has out "\"uri\": \"file://$work/tab%FF.json\""
+run 1 check "$odd" && has err "$(printf '       |             \t^')" "$work/tab1\\xff.json:1:14: error: " &&
+    run 1 check --format=json "$odd" && has out "\"file\": \"$work/tab1?.json\"" &&
+    run 1 check --format=sarif "$odd" && has out "\"uri\": \"file://$work/tab1%FF.json\""
 verdict "the caret keeps the tabs of its line; a file name that is not UTF-8 is still named"
 
 run 1 check --color=always --first "$ex/rule-faulty.json" && has err "$(printf '\033[1;31merror:\033[m')" \
     "$(printf '\033[1;32m^\033[m')" && cp "$work/err" "$work/coloured" &&
-    NO_COLOR=1 run 1 check --color "$ex/rule-faulty.json" && same "$work/coloured" err
-verdict "--color=always and --color colour the faults, also under NO_COLOR"
-
-run 1 check "$ex/rule-faulty.json" && lacks err "$(printf '\033')" &&
+    NO_COLOR=1 run 1 check --color "$ex/rule-faulty.json" && same "$work/coloured" err &&
+    run 1 check "$ex/rule-faulty.json" && lacks err "$(printf '\033')" &&
     run 1 check --color=always --color=never "$ex/rule-faulty.json" && lacks err "$(printf '\033')" &&
     run 1 check --color=always --color=auto "$ex/rule-faulty.json" && lacks err "$(printf '\033')"
-verdict "the faults are not coloured on a pipe by default, nor by the last of --color=never or auto"
+verdict "--color=always and --color colour the faults, also under NO_COLOR; not on a pipe by default, nor by the last of --color=never or auto"
 
 # A line longer than 200 bytes shows 80 bytes either side of the place,
 # widened to whole characters (each é is two bytes; both cuts fall inside
@@ -169,22 +165,15 @@ s/^\([^ ]*:[0-9]*:[0-9]*: error: [^:]*\):.*/\1/p"
 # errors: at the top, in a list element, inside both unions; with a note
 # when a property of the type is near, none for 'owner'.
 mis=$ex/policy-misspelled.json
-run 0 check "$mis" && empty out
-verdict "warnings alone exit 0"
-
-sed -n "$places" "$work/err" >"$work/places"
-is places "$(printf '%s\n' \
+run 0 check "$mis" && empty out && sed -n "$places" "$work/err" >"$work/places" && is places "$(printf '%s\n' \
     "$mis:3:5: warning: 'PolicyComment'" "$mis:3:5: note: did you mean 'policyComment'?" \
     "$mis:7:13: warning: 'workflowComent'" "$mis:7:13: note: did you mean 'workflowComment'?" \
     "$mis:18:37: warning: 'abtEstimat'" "$mis:18:37: note: did you mean 'abtEstimate'?" \
     "$mis:28:29: warning: 'abSucessThreshold'" "$mis:28:29: note: did you mean 'abSuccessThreshold'?" \
     "$mis:31:21: warning: 'actionRetires'" "$mis:31:21: note: did you mean 'actionRetries'?" \
-    "$mis:42:21: warning: 'owner'")"
-verdict "each unknown property is a warning at its key, with the nearest name as a note"
-
-has err "backupSubtypes: property 'abtEstimat' is not part of 'actionBackupTraditional' and is ignored" \
+    "$mis:42:21: warning: 'owner'")" && has err "backupSubtypes: property 'abtEstimat' is not part of 'actionBackupTraditional' and is ignored" \
     "    18 |                                     \"abtEstimat\": true" "       |                                     ^"
-verdict "a warning names the property and its type and shows the key under its line"
+verdict "warnings alone exit 0; each is at its key, names the property and its type, with the nearest name as a note"
 
 # A misspelt required property: the error of the missing one names the
 # near-miss key's intended name too, also inside a union member that did
@@ -217,15 +206,13 @@ verdict "--max-faults counts the findings shown, warnings only when they are"
 run 1 check --strict "$mis" && count err ': error: ' 6 && lacks err 'warning' &&
     has err "$mis:3:5: error: <data_protection_policy>: property 'PolicyComment' is not part of 'data_protection_policy' and is ignored [--strict]" \
         "jsoncodec: 6 errors in 1 file" && run 0 check --strict "$ex/policy.json" && empty err &&
-    run 1 check --color=always "$mis" --strict && has err "$(printf '\033[1;31merror:\033[m')"
-verdict "--strict makes warnings errors in text (in red), and only them"
-
-run 1 check --strict --format=json "$mis" && json_fields 'f["severity"], f["rule"]' && count fields 'error unknown-property' 6 &&
+    run 1 check --color=always "$mis" --strict && has err "$(printf '\033[1;31merror:\033[m')" &&
+    run 1 check --strict --format=json "$mis" && json_fields 'f["severity"], f["rule"]' && count fields 'error unknown-property' 6 &&
     run 1 check --strict --format=github "$mis" && count out '::error ' 6 && is err "jsoncodec: 6 errors in 1 file" &&
     run 1 check --strict --format=sarif "$mis" && /usr/bin/python3 -c 'import json, sys
 print(*sorted({(r["level"], r["ruleId"]) for r in json.load(sys.stdin)["runs"][0]["results"]}))' <"$work/out" >"$work/fields" &&
     is fields "('error', 'unknown-property')"
-verdict "--strict makes warnings errors in JSON, GitHub and SARIF output, with the count on stderr"
+verdict "--strict makes warnings errors, and only them, in text (in red), JSON, GitHub and SARIF output"
 
 run 0 check --no-warnings "$mis" && empty err && run 1 check --no-warnings --type rule "$work/near.json" &&
     lacks err 'warning'
@@ -298,11 +285,9 @@ printf '%s\n' '{"ruleName":1}' >"$work/rule.json"
 run 1 check "$work/policy.json" "$work/workflow.json" "$work/action.json" "$work/rule.json" &&
     has err "$work/policy.json:1:38: error: <data_protection_policy>.policyWorkflows[0].workflowName: " \
         "$work/workflow.json:1:39: error: <workflow>.workflowGroups[0]: " "$work/action.json:1:1: error: <action>.actionSpecific: " \
-        "$work/rule.json:1:13: error: <rule>.ruleName: "
-verdict "policyName, workflowName, actionName and ruleName each tell their type"
-
-run 1 check --type rule "$ex/action.json" && has err "<rule>.ruleName: "
-verdict "--type overrides the name property"
+        "$work/rule.json:1:13: error: <rule>.ruleName: " &&
+    run 1 check --type rule "$ex/action.json" && has err "<rule>.ruleName: "
+verdict "policyName, workflowName, actionName and ruleName each tell their type; --type overrides them"
 
 # An empty object, one without a key of any type, not an object: the type
 # cannot be told (exit 2), in every format.
@@ -355,12 +340,10 @@ run 1 check "$work/member.json" "$work/kind.json" && count err ': error: ' 2 &&
         "$work/member.json:1:51: note: <actionBackup>.abOverrideRetentionPeriod: JSON decode error. Required property" \
         "$work/kind.json:30:43: note: did you mean 'clone'?" \
         "$work/kind.json:30:43: note: 'actionType' is one of: 'backup', 'probe', 'execute', 'clone', 'discover'," &&
-    lacks err "$work/kind.json:29:36: note: <actionBackup>"
-verdict "a union that matches nothing gives the closest member's every fault as notes; an unknown kind lists the kinds"
-
-run 2 check --format=github "$work/member.json" "$work/missing.json" && has err "cannot open '$work/missing.json'" &&
+    lacks err "$work/kind.json:29:36: note: <actionBackup>" &&
+    run 2 check --format=github "$work/member.json" "$work/missing.json" && has err "cannot open '$work/missing.json'" &&
     has out "(2:24: <actionBackup>.abRetentionPeriod: JSON decode error. Expected a string"
-verdict "--format=github gives a note's place in its text, and a file that cannot be read on standard error"
+verdict "a union that matches nothing gives the closest member's every fault as notes (in GitHub's, the place in the text); an unknown kind lists the kinds; an unreadable file is named on stderr"
 
 # Without a name property the keys decide, and the name's error hints at
 # the key that misspells it.
@@ -377,7 +360,7 @@ for args in "" "verify" "check --type" "check --type nosuchtype" "check --type r
     "schema" "schema rule rule" "schema nosuchtype" "schema --type rule" "check --max-faults=-1" \
     "check --first --max-faults=3" "--version extra" "schema rule --version" "check --first=1" "check --co" \
     "format --check --in-place" "check --strict --no-warnings" "check --drop-unknown" "format -i --strict --drop-unknown" \
-    "schema --first rule" "check --format=xml" "check --color=sometimes" "format -i -" "format -i --check a.json" \
+    "schema --first rule" "check --format=xml" "check --color=sometimes" "format -i -" "format -i" "format -i --check a.json" \
     "check -x" "lsp a.json" "check --=x" "check --max-faults=x" "check --max-faults=3x" \
     "check --max-faults=99999999999999999999999" "lsp --strict"; do
     # shellcheck disable=SC2086 # the words are the arguments
@@ -393,23 +376,20 @@ verdict "an option's commands are listed; -- ends the options; a message is neve
 
 # The language server answers on standard output and logs on standard error;
 # input that ends before "exit", or an output it cannot write, ends it with 1.
-printf 'Content-Length: 9\r\n\r\n{not json%.0s' 1 2 >"$work/lsp.in" && input=$work/lsp.in run 1 lsp && has out '"code":-32700' &&
+run 1 lsp --stdio && empty out && printf 'Content-Length: 9\r\n\r\n{not json%.0s' 1 2 >"$work/lsp.in" &&
+    input=$work/lsp.in run 1 lsp && has out '"code":-32700' &&
     has err "jsoncodec lsp: a message that is not JSON" && { "$tool" lsp <"$work/lsp.in" >&- 2>"$work/err"; exited 1; } &&
     has err "jsoncodec lsp: standard output is closed"
 verdict "the language server ends with 1 when its input ends early or its output is closed"
 
 run 0 --help && empty err && has out "usage: jsoncodec check [OPTION]... [FILE | FOLDER]..." "jsoncodec schema [--strict] TYPE" \
     "  --compact         format: one line" "rule, item_definition." "Exit status: 0 valid" && lines out 24 &&
-    cp "$work/out" "$work/help" && run 0 format --type rule -h && same "$work/help" out && run 0 format -ih && same "$work/help" out
-verdict "--help prints the synopsis, the options, the types and the exit statuses on one screen whatever the other arguments"
-
-# The manual's OPTIONS describe every option of the table behind --help,
-# and no other.
-grep -o -e '--[a-z][a-z-]*' "$work/help" | sort -u >"$work/options" &&
+    cp "$work/out" "$work/help" && run 0 format --type rule -h && same "$work/help" out && run 0 format -ih && same "$work/help" out &&
+    grep -o -e '--[a-z][a-z-]*' "$work/help" | sort -u >"$work/options" &&
     sed -n '/^\.SH OPTIONS/,/^\.SH [^O]/{/^\.TP/{n;p;};}' "$manual" | sed 's/\\-/-/g' |
     grep -o -e '--[a-z][a-z-]*' | sort -u >"$work/manual-options" &&
     same "$work/options" manual-options
-verdict "the manual and --help name the same options"
+verdict "--help prints the synopsis, the options (those of the manual's OPTIONS), the types and the exit statuses on one screen whatever the other arguments"
 
 run 0 --version && empty err && lines out 1 &&
     { grep -q -x 'jsoncodec [0-9][0-9]*\.[0-9][0-9]*\.[0-9][0-9]*' "$work/out" || step "out is not 'jsoncodec X.Y.Z'"; }
@@ -417,12 +397,10 @@ verdict "--version prints the tool's name and version alone"
 
 "$tool" format "$ex/rule.json" >/dev/full 2>"$work/err"
 exited 2 && has err "jsoncodec: cannot write standard output: " &&
-    { "$tool" schema rule >/dev/full 2>/dev/null; exited 2; }
-verdict "a failed write of standard output exits 2"
-
-"$tool" check --format=sarif "$ex/policy-faulty-several.json" >/dev/full 2>"$work/err"
-exited 2 && has err "jsoncodec: cannot write standard output: No space left on device" && lacks err "out of memory"
-verdict "a SARIF log larger than a buffer fails to write as output does, not as memory running out"
+    { "$tool" schema rule >/dev/full 2>/dev/null; exited 2; } &&
+    { "$tool" check --format=sarif "$ex/policy-faulty-several.json" >/dev/full 2>"$work/err"; exited 2; } &&
+    has err "jsoncodec: cannot write standard output: No space left on device" && lacks err "out of memory"
+verdict "a failed write of standard output exits 2; a SARIF log larger than a buffer fails so, not as memory running out"
 
 "$tool" check "$ex/rule-faulty.json" 2>/dev/full
 exited 2 && { "$tool" format "$ex/policy-misspelled.json" >/dev/null 2>/dev/full; exited 2; }
@@ -432,12 +410,10 @@ verdict "a failed write of the faults or warnings on standard error exits 2"
 # the policy (every action kind and backup subtype) is one line and formats
 # back to it.
 run 0 format --type rule "$ex/rule.json" && empty err && same "$ex/rule.json" out &&
-    run 0 format --type action "$ex/action.json" && same "$ex/action.json" out
-verdict "format reproduces the examples byte for byte"
-
-run 0 format --compact "$ex/policy.json" && lines out 1 && cp "$work/out" "$work/compact.json" &&
+    run 0 format --type action "$ex/action.json" && same "$ex/action.json" out &&
+    run 0 format --compact "$ex/policy.json" && lines out 1 && cp "$work/out" "$work/compact.json" &&
     run 0 format "$work/compact.json" && same "$ex/policy.json" out
-verdict "the compact form is one line and formats back to the pretty one"
+verdict "format reproduces the examples byte for byte; their compact form is one line and formats back to them"
 
 printf '%s\n' '{ "ruleName" : "r", "ruleItem_Definitions" : [ { } , {"item_definitionValue": "a, b: c"} ] }' >"$work/loose.json"
 run 0 format --type rule --compact "$work/loose.json" &&
@@ -445,12 +421,10 @@ run 0 format --type rule --compact "$work/loose.json" &&
 verdict "--compact writes no blanks after separators"
 
 input=$ex/rule.json run 0 format --type rule && same "$ex/rule.json" out &&
-    input=$ex/rule.json run 0 format - && same "$ex/rule.json" out
-verdict "standard input is read without FILE and as -"
-
-input=$ex/rule-faulty.json run 1 check "$ex/rule.json" - "$ex/action.json" && lines err 4 &&
+    input=$ex/rule.json run 0 format - && same "$ex/rule.json" out &&
+    input=$ex/rule-faulty.json run 1 check "$ex/rule.json" - "$ex/action.json" && lines err 4 &&
     has err "(standard input):15:36: error: <rule>.ruleItem_Definitions[1]."
-verdict "standard input is named (standard input)"
+verdict "standard input is read without FILE and as -, and named (standard input)"
 
 # Larger than any first read buffer: 20000 items, about 600 KB on one line.
 awk 'BEGIN { printf "{\"ruleName\":\"big\",\"ruleItem_Definitions\":["
@@ -463,12 +437,10 @@ verdict "a large document arrives whole through standard input"
 # refused file byte for byte; --check only lists what is not canonical.
 printf '{"ruleName":"r"}' >"$work/flat.json" && chmod 640 "$work/flat.json"
 cp "$ex/rule.json" "$work/canonical.json" && cp "$ex/rule-faulty.json" "$work/faulty.json"
-run 1 format --check "$work/flat.json" "$work/canonical.json" && is out "$work/flat.json"
-verdict "format --check lists what is not canonical"
-
-run 1 format -i "$work/flat.json" "$work/canonical.json" "$work/faulty.json" && same "$ex/rule-faulty.json" faulty.json &&
+run 1 format --check "$work/flat.json" "$work/canonical.json" && is out "$work/flat.json" &&
+    run 1 format -i "$work/flat.json" "$work/canonical.json" "$work/faulty.json" && same "$ex/rule-faulty.json" faulty.json &&
     has err "$work/faulty.json:15:36: error: <rule>.ruleItem_Definitions[1]"
-verdict "format -i leaves a refused file byte for byte"
+verdict "format --check lists what is not canonical; format -i leaves a refused file byte for byte"
 
 equal "the mode of flat.json" "$(stat -c %a "$work/flat.json")" 640 && no_temp "$work" &&
     run 0 format --check "$work/flat.json" "$work/canonical.json" && empty out
@@ -519,11 +491,9 @@ verdict "format -i refuses standard input under any name"
 # lists the file and says why; --strict refuses to format it.
 cp "$mis" "$work/mis.json"
 run 0 format "$work/mis.json" && cp "$work/out" "$work/dropped.json" && count err ': warning: ' 6 &&
-    has out '"policyName": "Silver",' && lacks out PolicyComment
-verdict "format warns of unknown properties and goes on without them"
-
-run 1 format --strict "$work/mis.json" && empty out
-verdict "format --strict refuses to format a document with unknown properties"
+    has out '"policyName": "Silver",' && lacks out PolicyComment &&
+    run 1 format --strict "$work/mis.json" && empty out
+verdict "format warns of unknown properties and goes on without them; --strict refuses to"
 
 run 1 format -i "$work/mis.json" && same "$mis" mis.json && count err ': warning: ' 6 &&
     has err "jsoncodec: cannot rewrite '$work/mis.json': it holds 6 properties its type does not know" &&
@@ -533,21 +503,17 @@ verdict "format -i leaves a file with unknown properties untouched and says why"
 
 run 1 format --check "$work/mis.json" && is out "$work/mis.json" &&
     has err "jsoncodec: $work/mis.json: not in canonical form: it holds 6 properties its type does not know, which format would drop" &&
-    run 1 format --check --strict "$work/mis.json" && is out "$work/mis.json"
-verdict "format --check lists a file with unknown properties and says why"
-
-run 0 format -i --drop-unknown --no-warnings "$work/mis.json" && empty err && same "$work/dropped.json" mis.json
-verdict "format -i --drop-unknown rewrites it without them"
+    run 1 format --check --strict "$work/mis.json" && is out "$work/mis.json" &&
+    run 0 format -i --drop-unknown --no-warnings "$work/mis.json" && empty err && same "$work/dropped.json" mis.json
+verdict "format --check lists a file with unknown properties and says why; -i --drop-unknown rewrites it without them"
 
 # A NUL byte refuses the text at its place: nothing after it is read, so
 # /dev/zero stops at its first byte, and nothing is rewritten.
 printf '{"ruleName": "r"}\n\0{"ruleName": 5}\n' >"$work/nul.json" && cp "$work/nul.json" "$work/nul-kept.json"
 run 1 check "$work/nul.json" && has err "$work/nul.json:2:1: error: the text holds a NUL byte" &&
-    run 1 check --format=json "$work/nul.json" && has out '"line": 2,' '"message": "the text holds a NUL byte"'
-verdict "a NUL byte refuses the text at its place, in text and in JSON"
-
-run 1 format --check "$work/nul.json" && empty out && run 1 format -i "$work/nul.json" && same "$work/nul-kept.json" nul.json
-verdict "format --check and format -i refuse a NUL byte, which rewrites nothing"
+    run 1 check --format=json "$work/nul.json" && has out '"line": 2,' '"message": "the text holds a NUL byte"' &&
+    run 1 format --check "$work/nul.json" && empty out && run 1 format -i "$work/nul.json" && same "$work/nul-kept.json" nul.json
+verdict "a NUL byte refuses the text at its place, in text and in JSON; format --check and -i rewrite nothing"
 
 timeout 20 "$tool" check /dev/zero 2>"$work/err"
 exited 1 && is err "/dev/zero:1:1: error: the text holds a NUL byte
@@ -576,18 +542,12 @@ verdict "a byte-order mark, \\u0000 in a text, empty and blank input get a note 
 mkdir "$work/in"
 printf '%s\n' '{"ruleName":"r"}' >"$work/in/linked.json" && ln "$work/in/linked.json" "$work/in/link2.json"
 run 2 format -i "$work/in/linked.json" && has err "cannot rewrite '$work/in/linked.json': it has 2 hard links" &&
-    is in/link2.json '{"ruleName":"r"}' && equal "the link count of linked.json" "$(stat -c %h "$work/in/linked.json")" 2
-verdict "format -i leaves a file with a second hard link untouched, exit 2"
-
-mkfifo "$work/in/fifo.json"
-timeout 20 "$tool" format -i "$work/in/fifo.json" 2>"$work/err"
-exited 2 && has err "cannot rewrite '$work/in/fifo.json': it is not a regular file" &&
-    { [ -p "$work/in/fifo.json" ] || step "fifo.json is no longer a FIFO"; }
-verdict "format -i leaves a FIFO a FIFO, unread, exit 2"
-
-run 2 format -i "$work/in/missing.json" && has err "cannot open '$work/in/missing.json': No such file" &&
+    is in/link2.json '{"ruleName":"r"}' && equal "the link count of linked.json" "$(stat -c %h "$work/in/linked.json")" 2 &&
+    mkfifo "$work/in/fifo.json" && { timeout 20 "$tool" format -i "$work/in/fifo.json" 2>"$work/err"; exited 2; } && has err "cannot rewrite '$work/in/fifo.json': it is not a regular file" &&
+    { [ -p "$work/in/fifo.json" ] || step "fifo.json is no longer a FIFO"; } &&
+    run 2 format -i "$work/in/missing.json" && has err "cannot open '$work/in/missing.json': No such file" &&
     { "$tool" format -i "$work/in/missing.json" <&- 2>"$work/err"; exited 2; } && has err "cannot open '$work/in/missing.json'"
-verdict "format -i of a file that is not there exits 2, also without standard input"
+verdict "format -i leaves a file with a second hard link, a FIFO (unread) and a file that is not there alone, exit 2, also without standard input"
 
 # Root has its files' modes disregarded: the ordinary user is nobody then.
 as_user=
@@ -696,8 +656,8 @@ verdict "a text cut short has the caret past its last character"
 on_tty() { script -qec "env $* $tool check $ex/rule-faulty.json" /dev/null >"$work/err" 2>&1; exited 1; }
 red="$(printf '\033[1;31merror:')"
 on_tty && has err "$red" && on_tty NO_COLOR= && has err "$red" && on_tty NO_COLOR=1 && lacks err "$red" &&
-    on_tty TERM=dumb && lacks err "$red"
-verdict "--color=auto colours a terminal's faults unless NO_COLOR or TERM=dumb says otherwise"
+    on_tty TERM=dumb && lacks err "$red" && on_tty -u TERM && has err "$red"
+verdict "--color=auto colours a terminal's faults unless NO_COLOR or TERM=dumb says otherwise, also without TERM"
 
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]

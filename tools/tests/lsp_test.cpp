@@ -36,6 +36,12 @@ TEST(Framing, MessagesSplitOverReadsOrSharingOneAreTakenWhole) {
         EXPECT_EQ(bodies, (std::vector<std::string>{R"({"a":1})", R"({"b":"é"})", "{}"})) << "pieces of " << piece;
         EXPECT_FALSE(framer.partial());
     }
+    Framer whole;  // a large body that ends what was fed is handed over whole, then the next read
+    std::string body, problem;
+    for (const std::string &sent : {"\"" + std::string((size_t{1} << 20) + 1, 'a') + "\"", std::string("{}")}) {
+        whole.feed(framed(sent));
+        EXPECT_TRUE(whole.next(body, problem) == Framer::Status::body && body == sent) << sent.substr(0, 9);
+    }
 }
 
 TEST(Framing, ALengthThatCannotBeMetEndsTheStreamAndAMissingOneIsPassedOver) {
@@ -72,6 +78,7 @@ TEST(Positions, UnitsAroundSurrogatePairsLineBreaksAndLinesEnds) {
     EXPECT_EQ(offset(1, 1), 11u);                 // after "x", before a lone "\r"
     EXPECT_EQ(offset(2, 0), 12u);                 // y
     EXPECT_EQ(offset(9, 0), text.size());         // past the last line
+    EXPECT_EQ(offset(-1, 5), 0u);                 // before the first
     EXPECT_EQ(offset(0, 5, Encoding::utf8), 3u);  // inside 😀's bytes: its start
     EXPECT_EQ(offset(0, 7, Encoding::utf8), 7u);
     Positioner at(text, index, Encoding::utf16);
@@ -378,6 +385,7 @@ TEST(Server, DiagnosticsAtTheirTokensAndEveryPreferredFixAtOnce) {
     Session session(json_pack("{s:{s:[s,s]},s:{s:{}}}", "general", "positionEncodings", "utf-16", "utf-8",
                               "textDocument", "diagnostic"));
     session.open(faulty);
+    session.wait(std::chrono::seconds(1));
     EXPECT_EQ(session.waiting(), 0u);  // pulled, not pushed
     json_t *report = json_object_get(
         session.request("textDocument/diagnostic", json_pack("{s:o}", "textDocument", document())), "result");
@@ -405,6 +413,8 @@ TEST(Server, DiagnosticsAtTheirTokensAndEveryPreferredFixAtOnce) {
     EXPECT_EQ(check_document(fixed, {}, checked), Verdict::valid) << fixed;
     EXPECT_EQ(checked.warnings, 0u) << fixed;
     EXPECT_NE(fixed.find("\"workflowName\": \"\",\n            \"workflowActions\""), std::string::npos) << fixed;
+    session.notify("textDocument/didClose", json_pack("{s:o}", "textDocument", document()));
+    EXPECT_EQ(session.waiting(), 0u);  // nothing pushed to clear
 }
 
 TEST(Server, CompletionInAnUnfinishedDocumentAndHover) {
@@ -491,6 +501,11 @@ TEST(Server, ALargeTextIsReadAsJanssonReadsIt) {
     escaped += std::string(70000, 'b') + R"("}]}})";
     session.raw(framed(escaped));
     EXPECT_EQ(documents.begin()->second->text, std::string("é😀\"\0", 8) + std::string(70000, 'b'));
+    session.wait(std::chrono::seconds(1));
+    json_t *nul = json_array_get(json_object_get(json_object_get(session.take(), "params"), "diagnostics"), 0);
+    EXPECT_STREQ(json_string_value(json_object_get(nul, "message")), "the text holds a NUL byte");
+    EXPECT_EQ(json_integer_value(json_object_get(json_object_get(json_object_get(nul, "range"), "start"), "character")),
+              4);
     // Each text between `"text"` and `}`, as the message spells it: what the
     // document then holds, or nothing for a message jansson refuses.
     const std::string large(70000, 'a');
@@ -501,8 +516,12 @@ TEST(Server, ALargeTextIsReadAsJanssonReadsIt) {
         {R"("languageId": "text", "t": ")" + large + R"(", "text": "{}")", "{}"},
         {R"("text": "\x)" + large + "\"", ""},
         {R"("text": "\u12G4)" + large + "\"", ""},
+        {R"("text": "\u12g4)" + large + "\"", ""},
+        {R"("text": "\u12 4)" + large + "\"", ""},
         {R"("text": "\udc00)" + large + "\"", ""},
         {R"("text": "\ud83dx)" + large + "\"", ""},
+        {R"("text": "\ud83d\n)" + large + "\"", ""},
+        {R"("text": ")" + large + R"(\ud83d")", ""},
         {R"("text": "\ud83d\u0041)" + large + "\"", ""},
         {R"("text": "\ud83d\ue000)" + large + "\"", ""},
         {R"("text": ")" + large + R"(\u12")", ""},
