@@ -472,7 +472,7 @@ if [ -n "$refuser" ]; then
         printf '{"ruleName": "r", "x": 1, "ruleComent": ""}\n' >"$work/oom/warned.json" &&
         printf '{"ruleName":"r"}' >"$work/oom/flat" && set -- "$work/oom" "$work/missing.json"
     fresh= && refused check --format=sarif "$@" && refused check --format=json "$@" &&
-        refused check --max-faults=2 "$@" && refused format --compact "$ex/rule.json" &&
+        refused check --max-faults=2 "$@" && refused format --compact "$work/oom/warned.json" &&
         fresh=$work/oom/flat && refused format -i "$work/oom/flat.json"
     verdict "memory running out anywhere ends a run with exit 2 and says so, or changes nothing"
 fi
