@@ -215,10 +215,10 @@ Told tell_type(const std::string &text) {
         told.why = "it is not a JSON object";
         return told;
     }
-    size_t keys = 0;
+    bool empty = true;
     std::string key;
     const char *past = each_member(p, end, [&](const StringToken &token, const char *value) -> const char * {
-        ++keys;
+        empty = false;
         key.resize(token.length);
         unescape(token, key.data());
         for (size_t i = 0; i < std::size(roots); ++i) {
@@ -233,8 +233,7 @@ Told tell_type(const std::string &text) {
     if (told.root != nullptr) return told;  // a name property decided
     if (past == nullptr || *skip_blanks(past) != '\0') return syntax();
     if ((told.root = best()) == nullptr)
-        told.why =
-            keys == 0 ? "its top-level object is empty" : "its top-level object holds no property of any root type";
+        told.why = empty ? "its top-level object is empty" : "its top-level object holds no property of any root type";
     return told;
 }
 

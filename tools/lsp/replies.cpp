@@ -430,9 +430,7 @@ json_t *code_actions_json(Document &document, const Client &client, size_t begin
                           bool fix_all) {
     document.check();
     json_t *actions = json_array();
-    std::optional<Node> tree;
-    if (std::any_of(document.faults.begin(), document.faults.end(), fixable)) tree = read_tree(document.text, SIZE_MAX);
-    if (!tree) return actions;
+    std::optional<Node> tree;  // read for the first fault whose fixes are asked for
     std::vector<Edit> all;
     size_t taken = 0;
     Positioner at(document.text, document.lines, client.encoding);
@@ -441,6 +439,7 @@ json_t *code_actions_json(Document &document, const Client &client, size_t begin
         if (!fixable(fault)) continue;
         const bool here = fault.span.offset <= end && begin <= fault.span.end;
         if (!fix_all && !(quick_fixes && here)) continue;
+        if (!tree) tree = read_tree(document.text, SIZE_MAX);
         const std::vector<Fix> fixes = fixes_for(document, fault, *tree);
         if (fix_all && !fixes.empty() && fixes.front().preferred) {
             all.insert(all.end(), fixes.front().edits.begin(), fixes.front().edits.end());

@@ -622,6 +622,9 @@ TEST(Server, EachRequestAnswersForTheRecordAtItsPlace) {
         {R"({"policyName": "p", "policySummaryNotification": {}})", "codeAction:source", 0,
          R"("newText":"\"policyCompletionNotificationExecuteOn\": \"completion\", \"policyCompletionNotificationAction\": \"\""})"},
         {items, "codeAction", 50, R"("start":{"line":0,"character":48},"end":{"line":0,"character":56}},"newText":"")"},
+        // A member not on a line of its own: its line stays.
+        {"{\"ruleName\":\"r\", \"zzz\":1,\n\"ruleComment\":\"\"}", "codeAction", 18,
+         R"(17},"end":{"line":0,"character":25}},"newText":"")"},
         {unknown, "diagnostic", 0,
          R"("message":"<rule>.ruleName: JSON decode error. Expected a string as specified in schema."},)"},
         {"{\n    \"ruleName\": \"r\"\n}\n", "formatting", 0, R"("result":[])"},
