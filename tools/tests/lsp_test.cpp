@@ -584,7 +584,8 @@ TEST(Server, EachRequestAnswersForTheRecordAtItsPlace) {
     } rows[] = {
         {policy, "documentSymbol", 0, R"x("name":"(workflow without a name)","detail":"workflow","kind":3)x"},
         {policy, "documentSymbol", 0, R"("name":"a","detail":"action: backup / snapshot","kind":12)"},
-        {policy, "documentSymbol", 0, R"x("name":"(action without a name)","detail":"action","kind":12)x"},
+        // An action without a name: selected by its '{'.
+        {policy, "documentSymbol", 0, R"("start":{"line":0,"character":241},"end":{"line":0,"character":242}})"},
         {items, "documentSymbol", 0, R"("kind":5)"},
         {action, "completion", 67, R"("newText":"\"actionCompletionNotification\": ${1:{\\}}")"},
         {action, "completion", 37, R"("label":"false","kind":14,"detail":"boolean")"},
