@@ -206,7 +206,8 @@ Span syntax_span(std::string_view text, int code, size_t position) {
             }
             break;
     }
-    if (start >= length || position == 0) start = std::min(position, length);
+    // jansson has read a byte of a token, so `start` is within the text (an
+    // empty or blank one ends prematurely, placed above at its end).
     span.offset = start;
     span.end = std::max(start, std::min(lex_end(text, start), length));
     return span;

@@ -376,10 +376,9 @@ verdict "an option's commands are listed; -- ends the options; a message is neve
 
 # The language server answers on standard output and logs on standard error;
 # input that ends before "exit", or an output it cannot write, ends it with 1.
-run 1 lsp --stdio && empty out && printf 'Content-Length: 9\r\n\r\n{not json%.0s' 1 2 >"$work/lsp.in" &&
-    input=$work/lsp.in run 1 lsp && has out '"code":-32700' &&
-    has err "jsoncodec lsp: a message that is not JSON" && { "$tool" lsp <"$work/lsp.in" >&- 2>"$work/err"; exited 1; } &&
-    has err "jsoncodec lsp: standard output is closed"
+run 1 lsp --stdio && empty out && printf 'Content-Length: 9\r\n\r\n{not json%.0s' 1 2 >"$work/lsp.in" && input=$work/lsp.in run 1 lsp &&
+    has out '"code":-32700' && has err "jsoncodec lsp: a message that is not JSON" &&
+    { "$tool" lsp <"$work/lsp.in" >&- 2>"$work/err"; exited 1; } && has err "jsoncodec lsp: standard output is closed"
 verdict "the language server ends with 1 when its input ends early or its output is closed"
 
 run 0 --help && empty err && has out "usage: jsoncodec check [OPTION]... [FILE | FOLDER]..." "jsoncodec schema [--strict] TYPE" \
