@@ -397,6 +397,7 @@ TEST(EngineCheck, DeepPlacesAndTheKindsOfTheMembersThatShareTheDiscriminator) {
         {mixed_desc, R"({"u":{"kind":"bb","sort":5}})", {"/u/kind 1 b", "note 'kind' is one of: 'a', 'b', 'c'"}},
         // Neither member decodes a property before its first fault: the first is the closest.
         {choice_desc, R"({"u":{"w":5,"z":1}})", {"/u/x 1 x", "note <alpha>"}},
+        {needs_desc, R"({"names":["a"],"chain":[{"label":5}],"codes":[]})", {"/chain/0/label 3 "}},
     };
     for (const auto &row : rows)
         for (auto *check : {check_walk, check_text}) {

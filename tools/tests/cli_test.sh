@@ -111,11 +111,8 @@ run 1 check --format=json "$several" --type data_protection_policy "$work/cut.js
         "policy-faulty-several.json 41 9 41 10 missing-property /policyWorkflows/1/workflowName 202 None violates the schema." \
         "policy-faulty-several.json 42 76 42 82 invalid-value /policyWorkflows/1/workflowEnabled 202 None specified in schema." \
         "policy-faulty-several.json 46 31 46 36 invalid-value /policyProtectionEnable 202 None specified in schema." \
-        "cut.json 2 23 2 24 invalid-json  202 None ing> line: 2 col: 23")"
-verdict "--format=json: file, place and end, rule, pointer, status, message and hint of each fault; the count on stderr"
-
-run 0 check --format json "$ex/rule.json" && is out "[]"
-verdict "--format json gives [] for a valid document"
+        "cut.json 2 23 2 24 invalid-json  202 None ing> line: 2 col: 23")" && run 0 check --format json "$ex/rule.json" && is out "[]"
+verdict "--format=json: file, place and end, rule, pointer, status, message and hint of each fault; the count on stderr; [] for a valid document"
 
 # A tab before the place stays a tab under it, so that the caret lines up;
 # a file name that is not UTF-8 shows its other bytes as \xff, or '?' in JSON.
