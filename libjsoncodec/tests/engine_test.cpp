@@ -375,7 +375,9 @@ TEST(EngineCheck, EveryFaultWithItsPointerAndHint) {
 // its place cut to the levels kept. And when every discriminator that is
 // written refuses its text, the note names the texts of the members that
 // share it, each once (not those of a member told by another property, nor
-// of one told by none), and the hint is the nearest of them.
+// of one told by none), and the hint is the nearest of them. Of members
+// that decode nothing before their first fault, the first is the closest,
+// as the export has it; an array read before a fault leaves no level behind.
 TEST(EngineCheck, DeepPlacesAndTheKindsOfTheMembersThatShareTheDiscriminator) {
     struct Log final : FaultLog {
         // A note up to its path's first step.
