@@ -632,7 +632,7 @@ TEST(Server, EachRequestAnswersForTheRecordAtItsPlace) {
         {action, "hover", 67, R"("result":null)"},  // between members
         {action, "hover", 47, "Did you mean actionScheduleOverride, actionSchedulePeriod?"},
         {policy, "hover", 27, R"("result":null)"},  // in an object of no record
-        {broken, "codeAction:quickfix", 47, R"("title":"Replace \"wek\" with 'week'")"},
+        {broken, "codeAction:quickfix", 44, R"("title":"Replace \"wek\" with 'week'")"},
         {broken, "codeAction:source", 0, R"("title":"Apply the 3 preferred fixes","kind":"source.fixAll")"},
         {broken, "codeAction:refactor", 150, R"("result":[])"},
         {broken, "diagnostic", 0, R"("relatedInformation":[{"location")"},
