@@ -115,7 +115,8 @@ run 1 check --format=json "$several" --type data_protection_policy "$work/cut.js
 verdict "--format=json: file, place and end, rule, pointer, status, message and hint of each fault; the count on stderr; [] for a valid document"
 
 # A tab before the place stays a tab under it, so that the caret lines up;
-# a file name that is not UTF-8 shows its other bytes as \xff, or '?' in JSON.
+# a file name that is not UTF-8 shows its other bytes as \xff, or '?' in JSON;
+# in a SARIF URI it is percent-encoded, its letters and digits kept as they are.
 odd="$work/$(printf 'tab1\377.json')"
 printf '{"ruleName":\t7}\n' >"$odd"
 run 1 check "$odd" && has err "$(printf '       |             \t^')" "$work/tab1\\xff.json:1:14: error: " &&
