@@ -249,12 +249,16 @@ run 0 check "$gh" && has err "$gh:1:19: warning: <rule>: property 'x%y\\nz\\u001
 verdict "control characters from a document are escaped in text, the caret under its character"
 
 # Every file is checked whatever happened before; the worst status wins.
-run 1 check "$ex/rule.json" "$ex/rule-faulty.json" "$ex/policy.json" "$ex/workflow-faulty-discover.json" &&
-    empty out && grep ': error: ' "$work/err" | sed 's/\]\..*/]./' >"$work/errors" &&
-    is errors "$ex/rule-faulty.json:15:36: error: <rule>.ruleItem_Definitions[1].
-$ex/workflow-faulty-discover.json:9:39: error: <workflow>.workflowActions[0]." &&
-    has err "$ex/workflow-faulty-discover.json:9:39: note: did you mean 'NAS snapshot'?"
-verdict "several files: each fault named by its file, in order"
+# A file's findings are shown before the next file is read: here a FIFO,
+# whose reading waits for its writer until the error before it is seen.
+: >"$work/err" && mkfifo "$work/next.json" && { "$tool" check "$ex/rule.json" "$ex/rule-faulty.json" "$ex/policy.json" \
+    "$work/next.json" >"$work/out" 2>"$work/err" & }
+i=0; while [ ! -s "$work/err" ] && [ $i -lt 100 ]; do sleep 0.1; i=$((i + 1)); done; has err "rule-faulty.json:15:36: error: "; shown=$?
+timeout 20 sh -c 'cat "$1" >"$2"' sh "$ex/workflow-faulty-discover.json" "$work/next.json"; wait $!; exited 1 &&
+    equal "the error shown before the next file was read" $shown 0 && empty out &&
+    grep ': error: ' "$work/err" | sed 's/\]\..*/]./' >"$work/errors" && is errors "$ex/rule-faulty.json:15:36: error: <rule>.ruleItem_Definitions[1].
+$work/next.json:9:39: error: <workflow>.workflowActions[0]." && has err "$work/next.json:9:39: note: did you mean 'NAS snapshot'?"
+verdict "several files: each fault named by its file, in order, and shown before the next file is read"
 
 run 2 check "$work/missing.json" "$ex/rule-faulty.json" "$ex/rule.json" &&
     has err "jsoncodec: cannot open '$work/missing.json': No such file or directory" "$ex/rule-faulty.json:15:36: error: <rule>." \
