@@ -243,7 +243,10 @@ Verdict syntax_fault(const std::string &text, const Root *root, Checked &out) {
     Collector log;
     jsoncodec::check_walk(*(root != nullptr ? root : &roots[0])->desc, text.c_str(), log, jsoncodec::WalkMode{});
     if (log.out_of_memory) return Verdict::out_of_memory;
-    if (log.found.empty() || log.found.front().parse_position < 0) return Verdict::untyped;  // jansson reads it
+    // Only a text the reader refused comes here, and the reader refuses what
+    // jansson refuses, so jansson's parse fault is there; should the two ever
+    // disagree, the document is not checked (exit 2), never passed as valid.
+    if (log.found.empty() || log.found.front().parse_position < 0) return Verdict::untyped;
     log.found.resize(1);
     if (root == nullptr) {
         // "<type>: JSON decode error. ..." without the type it has not got.

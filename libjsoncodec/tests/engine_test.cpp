@@ -308,6 +308,9 @@ TEST(EngineDecode, EveryKindInRecordOrderWithMatchCountAndBackUnchanged) {
     Decoded first(holder_desc);
     decode(first, R"({"pick":{"u":{"x":"s","y":"month","w":"t","z":3}}})");
     EXPECT_EQ(first.as<holder>().pick.u_type, 1);
+    Decoded sorted(mixed_desc);  // told by its "sort", the "kind" before it refusing its text
+    decode(sorted, R"({"u":{"kind":"z","sort":"s"}})");
+    EXPECT_EQ(sorted.as<mixed>().u_type, 2);
 }
 
 TEST(EngineDecode, FailedDecodeLeavesWhatItBuiltReachableAndFlagged) {

@@ -547,9 +547,9 @@ TEST(Server, ALargeTextIsReadAsJanssonReadsIt) {
 }
 
 TEST(Server, EachRequestAnswersForTheRecordAtItsPlace) {
-    // Each row: a text, a request at a byte of it (a code action's
-    // range runs back to the text's start; after ':', the kinds it asks
-    // for), and a piece of the reply's compact JSON.
+    // Each row: a text, a request at a byte of it (a code action's range
+    // is empty there; after ':', the kinds it asks for), and a piece of the
+    // reply's compact JSON.
     const char *const policy =
         R"({"policyName": "p", "x": {"y": 1}, "policyWorkflows": [{"workflowActions": [3, {"actionName": "a", )"
         R"("actionSpecific": {"actions": {"actionType": "backup", "actionBackupSubtypeSpecific": {"backupSubtypes": )"
@@ -624,10 +624,11 @@ TEST(Server, EachRequestAnswersForTheRecordAtItsPlace) {
         {action, "hover", 47, "Did you mean actionScheduleOverride, actionSchedulePeriod?"},
         {policy, "hover", 27, R"("result":null)"},  // in an object of no record
         {broken, "codeAction:quickfix", 44, R"("title":"Replace \"wek\" with 'week'")"},
+        {broken, "codeAction:quickfix", 49, R"("title":"Replace \"wek\" with 'week'")"},  // at its end
         {broken, "codeAction:source", 0, R"("title":"Apply the 3 preferred fixes","kind":"source.fixAll")"},
         {broken, "codeAction:refactor", 150, R"("result":[])"},
         {broken, "diagnostic", 0, R"("relatedInformation":[{"location")"},
-        {unknown, "codeAction", 26, R"("newText":""}]}}}])"},
+        {unknown, "codeAction", 17, R"("newText":""}]}}}])"},
         {"{\"ruleName\": \"r\"}", "codeAction", 0, R"("result":[])"},
         {R"({"ruleName":"r","x~y/z":1})", "formatting", 0,
          "holds 1 property its type does not know, which formatting "
@@ -644,7 +645,7 @@ TEST(Server, EachRequestAnswersForTheRecordAtItsPlace) {
         int line = 0, column = 0;  // the request's place
         for (int i = 0; i < row.at; ++i) column = row.text[i] == '\n' ? (++line, 0) : column + 1;
         json_t *params = json_pack("{s:o,s:o,s:{s:o,s:o}}", "textDocument", document(), "position", at(line, column),
-                                   "range", "start", at(line, column), "end", at(0, 0));
+                                   "range", "start", at(line, column), "end", at(line, column));
         if (colon != std::string::npos)
             json_object_set_new(params, "context", json_pack("{s:[s]}", "only", method.c_str() + colon + 1));
         char *reply =
