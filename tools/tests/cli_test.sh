@@ -374,8 +374,9 @@ verdict "bad usage prints the synopsis on stderr and exits 2"
 run 2 lsp --strict && has err "jsoncodec: --strict applies to check, format and schema only" && run 2 schema --type rule &&
     has err "jsoncodec: --type applies to check and format only" && run 2 check --version && has err "jsoncodec: --version takes no other argument" &&
     run 2 check -- --help && has err "jsoncodec: cannot open '--help'" &&
-    long="$work$(printf '/.%.0s' $(seq 300))/missing.json" && run 2 check "$long" && has err "jsoncodec: cannot open '$long': No such file or directory"
-verdict "an option's commands are listed; -- ends the options; a message is never cut"
+    long="$work$(printf '/.%.0s' $(seq 300))/missing.json" && run 2 check "$long" && has err "jsoncodec: cannot open '$long': No such file or directory" &&
+    edge="$work$(printf "%$((471 - ${#work} - 12))s" | tr ' ' /)missing.json" && run 2 check "$edge" && has err "'$edge': No such file or directory"
+verdict "an option's commands are listed; -- ends the options; a message is never cut, one of 512 bytes neither"
 
 # The language server answers on standard output and logs on standard error;
 # input that ends before "exit", or an output it cannot write, ends it with 1.
