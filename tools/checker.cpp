@@ -356,14 +356,14 @@ Verdict format_document(const std::string &text, std::string_view type, bool com
         void *tree = nullptr;
         const jsoncodec::WalkMode mode{.every_fault = false, .unknown_properties = true};
         int32_t status = jsoncodec::decode_logged(*root->desc, &tree, text.c_str(), errbuf, sizeof errbuf, log, mode);
+        // A warning lost to memory running out fails the run: nothing is
+        // encoded then. A failed encode leaves `*json` NULL.
+        if (log.out_of_memory) status = RMQC_ERR_NOMEM;
         if (status == RMQC_OK)
             status = jsoncodec::encode_export(*root->desc, tree, json, errbuf, sizeof errbuf, compact ? 0 : 1, "");
         jsoncodec::free_export(*root->desc, tree);
-        if (log.out_of_memory) status = RMQC_ERR_NOMEM;
         place(text, log.found, out);
         if (status == RMQC_OK) return Verdict::valid;
-        std::free(*json);
-        *json = nullptr;
         return status == RMQC_ERR_DECODE && out.errors > 0 ? Verdict::refused : Verdict::out_of_memory;
     } catch (const std::bad_alloc &) {
         std::free(*json);

@@ -446,8 +446,7 @@ TEST(Server, CompletionInAnUnfinishedDocumentAndHover) {
     EXPECT_EQ(labels(2, 26), (std::vector<std::string>{"week", "month", "reference"}));
     const std::vector<std::string> subtypes = labels(1, 128);
     EXPECT_EQ(subtypes, (std::vector<std::string>{"traditional", "snapshot", "archive", "vmware", "vmware-kestrel"}));
-    const std::vector<std::string> kinds = labels(1, 48);
-    EXPECT_EQ(kinds.size(), 15u);
+    EXPECT_EQ(labels(1, 48).size(), 15u);  // the kinds
     json_t *hover = json_object_get(
         session.request("textDocument/hover", json_pack("{s:o,s:o}", "textDocument", document(), "position", at(2, 6))),
         "result");
