@@ -373,7 +373,7 @@ verdict "bad usage prints the synopsis on stderr and exits 2"
 
 run 2 lsp --strict && has err "jsoncodec: --strict applies to check, format and schema only" && run 2 schema --type rule &&
     has err "jsoncodec: --type applies to check and format only" && run 2 check --version && has err "jsoncodec: --version takes no other argument" &&
-    run 2 check -- --help && has err "jsoncodec: cannot open '--help'" &&
+    run 2 check -- --help && has err "jsoncodec: cannot open '--help'" && run 2 check --first=1 && has err "not '--first=1'" &&
     long="$work$(printf '/.%.0s' $(seq 300))/missing.json" && run 2 check "$long" && has err "jsoncodec: cannot open '$long': No such file or directory" &&
     edge="$work$(printf "%$((471 - ${#work} - 12))s" | tr ' ' /)missing.json" && run 2 check "$edge" && has err "'$edge': No such file or directory"
 verdict "an option's commands are listed; -- ends the options; a message is never cut, one of 512 bytes neither"
@@ -634,15 +634,15 @@ LC_ALL=C.UTF-8 run 1 check "$esc" && has err ":1:47: error: " "       | $(printf
 verdict "the caret sits under its character by display width while the column counts characters"
 
 # Bytes outside UTF-8 (lone, overlong, surrogate, past U+10FFFF, cut short)
-# and invisible characters are escaped, the least three-byte one is not; a character wcwidth does not know
+# and invisible characters are escaped, the least three-byte one and U+00A0 are not; a character wcwidth does not know
 # (U+0378) takes one column; a CRLF line shows without its CR; a line
 # number of six digits widens the margin; long lines are cut only on the
 # side far from the fault.
-c="$work/$(printf 'n\340\240\200\200\300\257\340\200\200\355\240\200\364\220\200\200\303A\302\205\342\200\250\342\200\256\342\201\246.json\342\200')"
+c="$work/$(printf 'n\340\240\200\200\300\257\340\200\200\355\240\200\364\220\200\200\303A\302\205\302\240\342\200\250\342\200\256\342\201\246.json\342\200')"
 printf '{"a\\tb": "\315\270", "ruleName": 1}\r\n' >"$c" && { printf '{"ruleName":'; yes '' | head -n 100000; echo '1}'; } >"$work/lines.json"
 { printf '{"ruleName":\n5, "ruleComment": "%0300d", "ruleItem_Definitions": 7}\n' 0; } >"$work/edges.json"
 LC_ALL=C.UTF-8 run 1 check --type rule "$c" "$work/lines.json" "$work/edges.json" && has err \
-    "$work/n$(printf '\340\240\200')\x80\xc0\xaf\xe0\x80\x80\xed\xa0\x80\xf4\x90\x80\x80\xc3A\u0085\u2028\u202e\u2066.json\xe2\x80:1:2: warning: <rule>: property 'a\tb'" \
+    "$work/n$(printf '\340\240\200')\x80\xc0\xaf\xe0\x80\x80\xed\xa0\x80\xf4\x90\x80\x80\xc3A\u0085$(printf '\302\240')\u2028\u202e\u2066.json\xe2\x80:1:2: warning: <rule>: property 'a\tb'" \
     "$(printf '     1 | {"a\\tb": "\315\270", "ruleName": 1}\n       |                           ^')" \
     "$(printf ' 100001 | 1}\n        | ^')" "$(printf '     2 | 5, "ruleComment": "%061d...\n       | ^' 0)" \
     "$(printf '     2 | ...%053d", "ruleItem_Definitions": 7}\n       | %83s^' 0 '')"
