@@ -391,15 +391,11 @@ run 0 --help && empty err && has out "usage: jsoncodec check [OPTION]... [FILE |
     grep -o -e '--[a-z][a-z-]*' "$work/help" | sort -u >"$work/options" &&
     sed -n '/^\.SH OPTIONS/,/^\.SH [^O]/{/^\.TP/{n;p;};}' "$manual" | sed 's/\\-/-/g' |
     grep -o -e '--[a-z][a-z-]*' | sort -u >"$work/manual-options" &&
-    same "$work/options" manual-options
-verdict "--help prints the synopsis, the options (those of the manual's OPTIONS), the types and the exit statuses on one screen whatever the other arguments"
-
-run 0 --version && empty err && lines out 1 &&
+    same "$work/options" manual-options && run 0 --version && empty err && lines out 1 &&
     { grep -q -x 'jsoncodec [0-9][0-9]*\.[0-9][0-9]*\.[0-9][0-9]*' "$work/out" || step "out is not 'jsoncodec X.Y.Z'"; }
-verdict "--version prints the tool's name and version alone"
+verdict "--help prints the synopsis, the options (those of the manual's OPTIONS), the types and the exit statuses on one screen whatever the other arguments; --version the tool's name and version alone"
 
-"$tool" format "$ex/rule.json" >/dev/full 2>"$work/err"
-exited 2 && has err "jsoncodec: cannot write standard output: " &&
+{ "$tool" format "$ex/rule.json" >/dev/full 2>"$work/err"; exited 2; } && has err "jsoncodec: cannot write standard output: " &&
     { "$tool" schema rule >/dev/full 2>/dev/null; exited 2; } &&
     { "$tool" check --format=sarif "$ex/policy-faulty-several.json" >/dev/full 2>"$work/err"; exited 2; } &&
     has err "jsoncodec: cannot write standard output: No space left on device" && lacks err "out of memory" &&

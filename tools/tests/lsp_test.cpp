@@ -679,6 +679,7 @@ TEST(Server, RunningOutOfMemoryCostsARequestNeverTheServer) {
     std::string script;
     for (const char *message : messages) script += framed(message);
     json_set_alloc_funcs(JanssonHeap::allocate, JanssonHeap::release);
+    size_t unmade = 0;  // replies saying their result could not be made
     for (JanssonHeap::fail_at = 1;; ++JanssonHeap::fail_at) {
         std::string output;
         int logged = 0;
@@ -699,6 +700,7 @@ TEST(Server, RunningOutOfMemoryCostsARequestNeverTheServer) {
             json_t *message = json_loads(body.c_str(), 0, nullptr);
             ASSERT_TRUE(json_is_object(message)) << body;
             replies += json_object_get(message, "id") != nullptr;
+            unmade += body.find(R"("message":"out of memory")") != std::string::npos;
             EXPECT_TRUE(json_object_get(message, "error") != nullptr ||
                         !json_is_null(json_object_get(message, "result")) ||
                         json_integer_value(json_object_get(message, "id")) == 4)
@@ -709,6 +711,7 @@ TEST(Server, RunningOutOfMemoryCostsARequestNeverTheServer) {
         EXPECT_FALSE(server.finished());
         if (JanssonHeap::count < JanssonHeap::fail_at) {
             EXPECT_EQ(replies, 4u);  // nothing was refused: every request answered
+            EXPECT_GT(unmade, 0u);
             break;
         }
     }
