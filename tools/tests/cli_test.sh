@@ -371,6 +371,8 @@ done
 [ $bad -eq 0 ]
 verdict "bad usage prints the synopsis on stderr and exits 2"
 
+# The last message is 512 bytes, the size of the tool's first buffer: its
+# path of 471 bytes (slashes, then missing.json) and 41 of text around it.
 run 2 lsp --strict && has err "jsoncodec: --strict applies to check, format and schema only" && run 2 schema --type rule &&
     has err "jsoncodec: --type applies to check and format only" && run 2 check --version && has err "jsoncodec: --version takes no other argument" &&
     run 2 check -- --help && has err "jsoncodec: cannot open '--help'" && run 2 check --first=1 && has err "not '--first=1'" &&
